@@ -1,0 +1,79 @@
+# How the library is put together: the flags of every target, and one function a room.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+find_package(Threads REQUIRED)
+
+# Flags of everything that is built here; clients get none of them.
+add_library(jorvane_flags INTERFACE)
+target_compile_options(jorvane_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  -fstack-protector-strong
+  $<$<BOOL:${JV_WERROR}>:-Werror>)
+target_link_options(jorvane_flags INTERFACE -Wl,-z,relro,-z,now)
+if(JV_SANITIZE)
+  target_compile_options(jorvane_flags INTERFACE
+    -fsanitize=${JV_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(jorvane_flags INTERFACE -fsanitize=${JV_SANITIZE})
+endif()
+
+# The objects are compiled once. The shared library is what clients get; the archive serves tests, benchmarks and fuzz
+# targets that look behind the exported names.
+add_library(jorvane_objects OBJECT)
+add_library(JorvaneFoundation SHARED)
+add_library(JorvaneFoundation::JorvaneFoundation ALIAS JorvaneFoundation)
+add_library(jorvane_internal STATIC EXCLUDE_FROM_ALL)
+
+set_target_properties(jorvane_objects PROPERTIES
+  POSITION_INDEPENDENT_CODE ON
+  C_VISIBILITY_PRESET hidden
+  CXX_VISIBILITY_PRESET hidden
+  VISIBILITY_INLINES_HIDDEN ON)
+target_link_libraries(jorvane_objects PRIVATE jorvane_flags)
+
+# Public headers include each other as clients do, <JorvaneFoundation/room/header.h>; private ones as "room/header.h".
+set(JV_BUILD_INCLUDE ${PROJECT_BINARY_DIR}/include)
+file(MAKE_DIRECTORY ${JV_BUILD_INCLUDE}/JorvaneFoundation)
+target_include_directories(jorvane_objects PRIVATE ${JV_BUILD_INCLUDE} ${PROJECT_SOURCE_DIR})
+
+target_link_libraries(JorvaneFoundation PRIVATE jorvane_objects jorvane_flags)
+target_include_directories(JorvaneFoundation INTERFACE
+  $<BUILD_INTERFACE:${JV_BUILD_INCLUDE}>
+  $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+set(JV_VERSION_SCRIPT ${PROJECT_SOURCE_DIR}/cmake/JorvaneFoundation.map)
+target_link_options(JorvaneFoundation PRIVATE
+  -Wl,--version-script=${JV_VERSION_SCRIPT}
+  $<$<NOT:$<BOOL:${JV_SANITIZE}>>:-Wl,-z,defs>)
+set_target_properties(JorvaneFoundation PROPERTIES
+  VERSION ${PROJECT_VERSION}
+  SOVERSION ${PROJECT_VERSION_MAJOR}
+  LINK_DEPENDS ${JV_VERSION_SCRIPT}
+  LINKER_LANGUAGE CXX)
+
+target_link_libraries(jorvane_internal PUBLIC jorvane_objects jorvane_flags Threads::Threads)
+target_include_directories(jorvane_internal INTERFACE ${JV_BUILD_INCLUDE} ${PROJECT_SOURCE_DIR})
+
+# jv_room(NAME [SOURCES …] [HEADERS …] [C_HEADERS …])
+#   SOURCES    what is compiled into the library
+#   HEADERS    public headers for C++
+#   C_HEADERS  public headers that C includes as well
+# Called from the room's own folder.
+function(jv_room NAME)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;HEADERS;C_HEADERS")
+  if(ARG_UNPARSED_ARGUMENTS)
+    message(FATAL_ERROR "jv_room(${NAME}): unknown arguments ${ARG_UNPARSED_ARGUMENTS}")
+  endif()
+  list(TRANSFORM ARG_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
+  target_sources(jorvane_objects PRIVATE ${ARG_SOURCES})
+  file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${JV_BUILD_INCLUDE}/JorvaneFoundation/${NAME} SYMBOLIC)
+  list(TRANSFORM ARG_HEADERS PREPEND ${NAME}/)
+  list(TRANSFORM ARG_C_HEADERS PREPEND ${NAME}/)
+  set_property(GLOBAL APPEND PROPERTY JV_HEADERS ${ARG_HEADERS})
+  set_property(GLOBAL APPEND PROPERTY JV_C_HEADERS ${ARG_C_HEADERS})
+endfunction()

@@ -1,0 +1,1 @@
+#include <JorvaneFoundation/encoding/sniffer_table.h>

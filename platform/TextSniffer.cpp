@@ -1,0 +1,6 @@
+#include <JorvaneFoundation/platform/TextSniffer.h>
+
+namespace JVPlatform {
+TECSnifferObject::~TECSnifferObject() = default;
+TextSniffer::~TextSniffer() = default;
+}  // namespace JVPlatform
