@@ -47,9 +47,10 @@ target_include_directories(JorvaneFoundation INTERFACE
   $<BUILD_INTERFACE:${JV_BUILD_INCLUDE}>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 set(JV_VERSION_SCRIPT ${PROJECT_SOURCE_DIR}/cmake/JorvaneFoundation.map)
-target_link_options(JorvaneFoundation PRIVATE
-  -Wl,--version-script=${JV_VERSION_SCRIPT}
-  $<$<NOT:$<BOOL:${JV_SANITIZE}>>:-Wl,-z,defs>)
+target_link_options(JorvaneFoundation PRIVATE -Wl,--version-script=${JV_VERSION_SCRIPT})
+if(NOT JV_SANITIZE)  # the sanitizers' run-time is found when the program is linked
+  target_link_options(JorvaneFoundation PRIVATE -Wl,-z,defs)
+endif()
 set_target_properties(JorvaneFoundation PROPERTIES
   VERSION ${PROJECT_VERSION}
   SOVERSION ${PROJECT_VERSION_MAJOR}
