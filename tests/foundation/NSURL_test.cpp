@@ -1,0 +1,87 @@
+#include <JorvaneFoundation/foundation/NSURL.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace {
+
+using JVFoundation::NSURL;
+using namespace std::literals;
+
+TEST(NSURL, KnowsTheExtension) {
+  struct Case {
+    const char* path;
+    std::optional<std::string> extension;
+  };
+  const Case cases[] = {
+      {"", std::nullopt},   {"/", ""},          {"//", ""},           {".", ""},
+      {"..", ""},           {"a", ""},          {"a.", ""},           {".xml", ""},
+      {"/dir/.xml", ""},    {"/a.b/c", ""},     {"a.xml", "xml"},     {"a.xml/", "xml"},
+      {"/a.xml///", "xml"}, {"a.tar.gz", "gz"}, {"/a/.b.XML", "XML"}, {"a.\xFF", "\xFF"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(NSURL::fileURLWithPath(c.path).pathExtension(), c.extension) << c.path;
+}
+
+TEST(NSURL, EveryByteOfAPathSurvivesTheText) {
+  std::string path = "/";
+  for (int byte = 1; byte < 256; ++byte) path += static_cast<char>(byte);
+  const NSURL url = NSURL::fileURLWithPath(path);
+  EXPECT_EQ(url.path(), path);
+  const std::string text = url.absoluteString();
+  EXPECT_EQ(text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~!$&'()*+,;=:@/%"),
+            std::string::npos);
+  EXPECT_EQ(NSURL::URLWithString(text), url);
+}
+
+TEST(NSURL, ReadsFileURLs) {
+  struct Case {
+    std::string_view text;
+    std::optional<std::string> path;
+  };
+  const Case cases[] = {
+      {"file:///tmp/a%20b.txt", "/tmp/a b.txt"},
+      {"file:/tmp/x", "/tmp/x"},
+      {"FILE://LocalHost/x", "/x"},
+      {"file:////x", "//x"},
+      {"file://", ""},
+      {"file:", ""},
+      {"file://localhost", ""},
+      {"file:///%e3%83%86%FF", "/\xE3\x83\x86\xFF"},
+      {"file:///a b\xFF", "/a b\xFF"},
+      {"file:///a?b#c", "/a"},
+      {"file:///a%3Fb%23c", "/a?b#c"},
+      {"file:///100%25", "/100%"},
+      {"", std::nullopt},
+      {"/tmp/x", std::nullopt},
+      {"http://localhost/x", std::nullopt},
+      {"file://example.org/x", std::nullopt},
+      {"file:x", std::nullopt},
+      {"file:///%", std::nullopt},
+      {"file:///a%2", std::nullopt},
+      {"file:///a%zz", std::nullopt},
+      {"file:///a%+1", std::nullopt},
+      {"file:///a%00b", std::nullopt},
+      {"file:///a\0b"sv, std::nullopt},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    const std::optional<NSURL> url = NSURL::URLWithString(c.text);
+    ASSERT_EQ(url.has_value(), c.path.has_value());
+    if (url) {
+      EXPECT_EQ(url->path(), *c.path);
+    }
+  }
+  EXPECT_EQ(NSURL::URLWithString("file://")->pathExtension(), std::nullopt);
+}
+
+TEST(NSURL, PutsRelativePathsUnderTheCurrentDirectory) {
+  const NSURL url = NSURL::fileURLWithPath("a b");
+  EXPECT_EQ(url.path(), "a b");
+  EXPECT_EQ(NSURL::URLWithString(url.absoluteString())->path(), std::filesystem::current_path().native() + "/a b");
+}
+
+}  // namespace
