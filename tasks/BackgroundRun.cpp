@@ -15,6 +15,9 @@ class BackgroundRun;
 using RunPointer = std::shared_ptr<BackgroundRun>;
 
 /// Who has a place: the runs that hold descriptors and a process, or are about to. And who waits for one.
+///
+/// Whoever waits is let in when somebody leaves. A run that was let in and finds too little steps back and waits again;
+/// one that finds enough lets in another.
 class Places {
  public:
   static Places& shared() {
@@ -91,18 +94,21 @@ class BackgroundRun : public std::enable_shared_from_this<BackgroundRun> {
       : request_(std::move(request)), deliver_(std::move(deliver)) {}
 
   void start() {
-    if (Places::shared().enter(number_, shared_from_this())) launchSoon();
-  }
-
-  void launchSoon() {
     try {
-      process_->performInBackground([self = shared_from_this()] { self->launch(); });
+      process_->performInBackground([self = shared_from_this()] {
+        if (Places::shared().enter(self->number_, self)) self->launch();
+      });
     } catch (const JVPlatform::ResourceShortage& exception) {
-      end({kNotLaunched, std::nullopt, exception.reason()});
+      deliver_({kNotLaunched, std::nullopt, exception.reason()});
     }
   }
 
  private:
+  /// Of one that has been let in: the threads are there by now.
+  void launchSoon() {
+    process_->performInBackground([self = shared_from_this()] { self->launch(); });
+  }
+
   void launch() {
     Places& places = Places::shared();
     for (;;) {
@@ -133,10 +139,6 @@ class BackgroundRun : public std::enable_shared_from_this<BackgroundRun> {
     }
     TaskResult result = run_->takeResult();
     run_.reset();
-    end(std::move(result));
-  }
-
-  void end(TaskResult result) {
     deliver_(std::move(result));
     if (const RunPointer next = Places::shared().leave()) next->launchSoon();
   }

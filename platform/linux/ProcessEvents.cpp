@@ -118,7 +118,7 @@ bool EventThread::arm(Watch& watch) {
 void EventThread::tell(Watch& watch) {
   watch.armed_ = false;
   if (!watch.then_) {
-    watch.enlarge(Watch::kLargestPipe);
+    watch.enlarge(Watch::kLargestPipe, Watch::Why::need);
     return;
   }
   const std::function<void()> then = std::exchange(watch.then_, nullptr);  // it may destroy the watch

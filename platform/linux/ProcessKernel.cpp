@@ -3,10 +3,8 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <ctime>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -16,7 +14,6 @@
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
-#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,61 +22,10 @@
 #include "platform/linux/ProcessSpawn.h"
 #include "platform/linux/ProcessText.h"
 #include "platform/linux/ProcessWatch.h"
+#include "platform/linux/ProcessWrite.h"
 
 namespace jv {
 namespace {
-
-// ---------------------------------------------------------------------------------------------------------------------
-// Writing to a pipe that nobody may be left to read
-
-#ifndef RWF_NOSIGNAL
-constexpr int RWF_NOSIGNAL = 0x100;  // Linux 6.18
-#endif
-
-ssize_t writeOnce(int descriptor, std::string_view data) {
-  ssize_t written;
-  do {
-    written = write(descriptor, data.data(), data.size());
-  } while (written < 0 && errno == EINTR);
-  return written;
-}
-
-/// Holds SIGPIPE back on this thread alone, and takes away the one that its own write raised.
-ssize_t writeWithSignalHeldBack(int descriptor, std::string_view data) {
-  sigset_t brokenPipe;
-  sigset_t pending;
-  sigset_t before;
-  sigemptyset(&brokenPipe);
-  sigaddset(&brokenPipe, SIGPIPE);
-  pthread_sigmask(SIG_BLOCK, &brokenPipe, &before);
-  sigpending(&pending);
-
-  const ssize_t written = writeOnce(descriptor, data);
-  const int error = errno;
-  if (written < 0 && error == EPIPE && !sigismember(&pending, SIGPIPE)) {
-    constexpr timespec kNow{};
-    while (sigtimedwait(&brokenPipe, nullptr, &kNow) < 0 && errno == EINTR) {
-    }
-  }
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  errno = error;
-  return written;
-}
-
-/// As write(2), restarted and without SIGPIPE.
-ssize_t writeWithoutSignal(int descriptor, std::string_view data) {
-  static std::atomic<bool> kernelHoldsBack{true};
-  if (kernelHoldsBack.load(std::memory_order_relaxed)) {
-    const iovec piece{const_cast<char*>(data.data()), data.size()};
-    ssize_t written;
-    do {
-      written = pwritev2(descriptor, &piece, 1, -1, RWF_NOSIGNAL);
-    } while (written < 0 && errno == EINTR);
-    if (written >= 0 || (errno != EOPNOTSUPP && errno != ENOSYS && errno != EINVAL)) return written;
-    kernelHoldsBack.store(false, std::memory_order_relaxed);
-  }
-  return writeWithSignalHeldBack(descriptor, data);
-}
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Pipes
@@ -89,7 +35,7 @@ class PipeEnd final : public JVPlatform::FileHandle {
   PipeEnd(Descriptor descriptor, Watch::For purpose) : watch_(std::move(descriptor), purpose) {}
 
   bool writeData(std::string_view& data) override {
-    if (data.size() > Watch::kUsualPipe) watch_.enlarge(data.size());
+    if (data.size() > Watch::kUsualPipe) watch_.enlarge(data.size(), Watch::Why::need);
     const ssize_t written = writeWithoutSignal(watch_.descriptor(), data);
     if (written < 0 && errno == EAGAIN) return false;
     data.remove_prefix(written < 0 ? data.size() : static_cast<std::size_t>(written));
@@ -113,7 +59,7 @@ class PipeEnd final : public JVPlatform::FileHandle {
  private:
   bool readMany(std::string& data, std::size_t waiting) {
     const std::size_t before = data.size();
-    if (before + waiting >= Watch::kUsualPipe) watch_.enlarge(Watch::kLargestPipe);
+    if (before + waiting >= Watch::kUsualPipe) watch_.enlarge(Watch::kLargestPipe, Watch::Why::speed);
     makeRoom(data, waiting);
     data.resize(before + waiting);
     const ssize_t count = readOnce(data.data() + before, waiting);
@@ -179,15 +125,17 @@ static_assert(sizeof(PidfdInfo) == 64);
 constexpr unsigned long kPidfdGetInfo = _IOWR(0xFF, 11, PidfdInfo);
 
 std::optional<Ending> endingByPidfd(int process) {
+  constexpr int kTries = 3;
+  constexpr int kMilliseconds = 100;
   PidfdInfo info;
-  if (ioctl(process, kPidfdGetInfo, &info) < 0) return std::nullopt;
-  if (!(info.mask & PidfdInfo::kExit)) {
-    // Waited for, but not quite gone: it is when the pidfd hangs up.
-    constexpr int kMilliseconds = 100;
+  for (int left = kTries;; --left) {
+    info = {};
+    const int result = ioctl(process, kPidfdGetInfo, &info);
+    if (result == 0 && (info.mask & PidfdInfo::kExit)) break;
+    if (left == 0 || (result < 0 && errno != ESRCH)) return std::nullopt;
+    // Waited for, but not quite gone, or going this moment: it is gone when the pidfd hangs up.
     pollfd gone{process, 0, 0};
     poll(&gone, 1, kMilliseconds);
-    info = {};
-    if (ioctl(process, kPidfdGetInfo, &info) < 0 || !(info.mask & PidfdInfo::kExit)) return std::nullopt;
   }
   if (WIFSIGNALED(info.waitStatus)) {
     return Ending{WTERMSIG(info.waitStatus), JVPlatform::TerminationReason::uncaughtSignal};

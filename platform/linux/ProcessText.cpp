@@ -14,19 +14,19 @@ constexpr std::size_t kLarge = 1024 * 1024;
 constexpr std::size_t kGrowth = 8;
 constexpr std::size_t kMovedAtOnce = 1024 * 1024;
 
-/// Gives the memory of the whole pages in these bytes back; they stay addressable and read as zero.
-void forgetPages(char* begin, std::size_t size) {
+/// Advises the system on the whole pages in these bytes. It may refuse.
+void advise(char* begin, std::size_t size, int advice) {
   const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
   const auto first = (reinterpret_cast<std::uintptr_t>(begin) + page - 1) & ~(page - 1);
   const auto last = (reinterpret_cast<std::uintptr_t>(begin) + size) & ~(page - 1);
-  if (first < last) madvise(reinterpret_cast<void*>(first), last - first, MADV_DONTNEED);
+  if (first < last) madvise(reinterpret_cast<void*>(first), last - first, advice);
 }
 
 void moveTo(std::string& to, std::string& from) {
   for (std::size_t at = 0; at < from.size(); at += kMovedAtOnce) {
     const std::size_t size = std::min(kMovedAtOnce, from.size() - at);
     to.append(from, at, size);
-    forgetPages(from.data() + at, size);
+    advise(from.data() + at, size, MADV_DONTNEED);  // given back at once: it reads as zero, and nobody does
   }
 }
 
@@ -45,6 +45,7 @@ void makeRoom(std::string& text, std::size_t more) {
   } catch (const std::exception&) {  // more than there is, or than a text can hold
     roomier.reserve(needed + needed / kGrowth);
   }
+  advise(roomier.data(), roomier.capacity(), MADV_HUGEPAGE);  // to be touched once, from front to back
   moveTo(roomier, text);
   text = std::move(roomier);
 }

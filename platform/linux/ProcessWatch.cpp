@@ -12,7 +12,10 @@
 namespace jv {
 namespace {
 
-constexpr int kMostLargePipes = 8;
+// Beyond 64 MiB in all, a user's fresh pipes are small ones, also those of other programs.
+constexpr int kMostLargePipes = 24;
+constexpr int kMostForSpeed = 4;
+constexpr int kMoment = 10;  // milliseconds
 
 std::atomic<int> largePipes{0};
 
@@ -27,30 +30,31 @@ void Watch::close() {
 void Watch::mind(Watch& pipe) { (minded_[0] ? minded_[1] : minded_[0]) = &pipe; }
 
 void Watch::wait() {
-  std::array<pollfd, 3> polled;
-  std::array<Watch*, 3> watches;
-  nfds_t count = 0;
-  const auto add = [&](Watch* watch, short events) {
-    watches[count] = watch;
-    polled[count++] = {watch->descriptor(), events, 0};
-  };
-  add(this, purpose_ == For::reading ? POLLIN : POLLOUT);
-  for (Watch* const pipe : minded_) {
-    if (pipe && !pipe->enlargeTried_) add(pipe, POLLIN);
+  const auto purpose = static_cast<short>(purpose_ == For::reading ? POLLIN : POLLOUT);
+  std::array<pollfd, 3> polled{{{descriptor(), purpose, 0}, {-1, POLLIN, 0}, {-1, POLLIN, 0}}};
+  for (std::size_t i = 0; i < minded_.size(); ++i) {
+    if (minded_[i] && !minded_[i]->enlargeTried_) polled[i + 1].fd = minded_[i]->descriptor();
   }
-
-  while (poll(polled.data(), count, -1) < 0 && errno == EINTR) {
-  }
-  for (nfds_t i = 1; i < count; ++i) {
-    if (polled[i].revents & POLLIN) watches[i]->enlarge(kLargestPipe);
-  }
+  // Most tools end soon, their streams one after the other: looking at the minded pipes at once would mean to wake up
+  // for each of them.
+  if (poll(polled.data(), 1, kMoment) > 0) return;
+  do {
+    if (poll(polled.data(), polled.size(), -1) < 0 && errno != EINTR) return;
+    for (std::size_t i = 0; i < minded_.size(); ++i) {
+      pollfd& pipe = polled[i + 1];
+      if (pipe.revents == 0) continue;
+      if (pipe.revents & POLLIN) minded_[i]->enlarge(kLargestPipe, Why::need);
+      pipe.fd = -1;  // enlarged, or at its end: it would be reported again and again
+    }
+  } while (polled[0].revents == 0);
 }
 
 void Watch::whenReady(std::function<void()> then) { EventThread::shared().whenReady(*this, std::move(then)); }
 
-void Watch::enlarge(std::size_t size) {
+void Watch::enlarge(std::size_t size, Why why) {
   if (std::exchange(enlargeTried_, true)) return;
-  if (largePipes.fetch_add(1, std::memory_order_relaxed) < kMostLargePipes) {
+  const int most = why == Why::need ? kMostLargePipes : kMostForSpeed;
+  if (largePipes.fetch_add(1, std::memory_order_relaxed) < most) {
     for (std::size_t wanted = std::min(size, kLargestPipe); wanted > kUsualPipe && !enlarged_; wanted /= 2) {
       enlarged_ = fcntl(descriptor(), F_SETPIPE_SZ, static_cast<int>(wanted)) >= 0;
     }

@@ -38,9 +38,14 @@ class Watch {
   /// arrives there, it is enlarged, so that it does not fill up and stop what is waited for here.
   void mind(Watch& pipe);
 
+  enum class Why : std::uint8_t {
+    need,  ///< a tool may stand still otherwise
+    speed,
+  };
+
   /// Makes the pipe behind this descriptor hold at least @p size bytes, or as much as the system allows. The system
-  /// counts such pipes by user and has little to spare: only a few of a process are large at the same time. Done once.
-  void enlarge(std::size_t size);
+  /// counts such pipes by user and has little to spare: only some of a process are large at the same time. Tried once.
+  void enlarge(std::size_t size, Why why);
 
  private:
   friend class EventThread;
