@@ -18,7 +18,7 @@ namespace jv {
 namespace {
 
 constexpr int kRetryMilliseconds = 10;
-constexpr std::chrono::milliseconds kStuck{100};
+constexpr std::chrono::milliseconds kStuck{1000};
 
 thread_local bool onEventThread = false;
 
@@ -133,11 +133,13 @@ Launchers& Launchers::shared() {
 
 void Launchers::perform(std::function<void()> work) {
   const std::lock_guard lock(mutex_);
-  const bool stuck = !work_.empty() && Clock::now() - lastTaken_ > kStuck;
+  const auto now = Clock::now();
+  const bool stuck = !work_.empty() && now - lastMove_ > kStuck;
   if (work_.size() >= static_cast<std::size_t>(idle_) && threads_ < (stuck ? kMostThreads : kUsualThreads)) {
     if (startThread(
             "jv-launch", [](void* self) { static_cast<Launchers*>(self)->run(); }, this)) {
       ++threads_;
+      lastMove_ = now;
     } else if (threads_ == 0) {
       raiseFailure("Cannot start a thread to launch tools", EAGAIN);
     }
@@ -148,18 +150,19 @@ void Launchers::perform(std::function<void()> work) {
 
 void Launchers::run() {
   std::unique_lock lock(mutex_);
-  for (;;) {
+  while (threads_ <= kUsualThreads || !work_.empty()) {
     ++idle_;
     filled_.wait(lock, [this] { return !work_.empty(); });
     --idle_;
     std::function<void()> work = std::move(work_.front());
     work_.pop_front();
-    lastTaken_ = Clock::now();
+    lastMove_ = Clock::now();
     lock.unlock();
     work();
     work = nullptr;  // before the lock: what it holds may hand in more
     lock.lock();
   }
+  --threads_;
 }
 
 }  // namespace jv

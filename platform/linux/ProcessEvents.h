@@ -65,14 +65,14 @@ class Launchers {
   using Clock = std::chrono::steady_clock;
 
   // A launch keeps its thread waiting while the kernel reads the program, so two are faster than one. A program on a
-  // network share that does not answer keeps it for as long as it likes: then there may be more.
+  // network share that does not answer keeps it for as long as it likes: then there are more for a while.
   static constexpr int kUsualThreads = 2;
   static constexpr int kMostThreads = 16;
 
   std::mutex mutex_;
   std::condition_variable filled_;
   std::deque<std::function<void()>> work_;
-  Clock::time_point lastTaken_;
+  Clock::time_point lastMove_;
   int threads_ = 0;
   int idle_ = 0;
 };

@@ -13,6 +13,7 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -274,13 +275,19 @@ class KernelProcess final : public JVPlatform::Process {
   bool hasRoomForAnother() override {
     rlimit limit;
     if (getrlimit(RLIMIT_NOFILE, &limit) < 0) return true;
-    // Descriptors are given out from the lowest.
-    const Descriptor next(fcntl(EventThread::shared().descriptor(), F_DUPFD_CLOEXEC, 0));
     const rlim_t left = std::min<rlim_t>(kLeftToApplication, limit.rlim_cur / 4);
-    return next.isOpen() && static_cast<rlim_t>(next.get()) + kOfALaunch + left <= limit.rlim_cur;
+    return openDescriptors() + kOfALaunch + left <= limit.rlim_cur;
   }
 
  private:
+  static rlim_t openDescriptors() {
+    struct stat folder;
+    if (stat("/proc/self/fd", &folder) == 0 && folder.st_size > 0) return static_cast<rlim_t>(folder.st_size);
+    // Before Linux 6.2: the lowest one that is free, below which all are taken.
+    const Descriptor next(fcntl(EventThread::shared().descriptor(), F_DUPFD_CLOEXEC, 0));
+    return next.isOpen() ? static_cast<rlim_t>(next.get()) : RLIM_INFINITY / 2;
+  }
+
   static constexpr rlim_t kOfALaunch = 7;  // three pipes and a pidfd
   static constexpr rlim_t kLeftToApplication = 64;
 };
