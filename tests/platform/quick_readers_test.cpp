@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/linux/text_sniffer/Scan.h"
@@ -93,6 +95,40 @@ TEST(QuickReaders, AgreeWithTheReferenceOnEveryEncodingsOwnText) {
       ASSERT_EQ(scanned(encoding, bytes, quickReaders(), bytes.size()), expected);
       ASSERT_EQ(scanned(encoding, bytes, quickReaders(), 1 + round), expected) << "in steps";
     }
+  }
+}
+
+/// Text that changes between ASCII and kanji in turn, with a fault now and then, at every place of a block in the end.
+std::string alternatingText(std::mt19937& random, std::size_t length, unsigned faultsInAThousand) {
+  static constexpr std::string_view kOn[] = {"\x1B$B", "\x1B$@"};
+  static constexpr std::string_view kOff[] = {"\x1B(B", "\x1B(J"};
+  static constexpr std::string_view kFaults[] = {"\x1B", "\x1B$B", "\x1B(B", "\x1B(I", "\x0E", "\x80", "x", "\x1B$"};
+  std::string text;
+  while (text.size() < length) {
+    for (std::size_t words = random() % 20; words > 0; --words) text += random() % 5 == 0 ? '\n' : 'w';
+    text += kOn[random() % 2];
+    for (std::size_t pairs = random() % 50; pairs > 0; --pairs) {
+      text += static_cast<char>(0x30 + random() % 0x10);
+      text += static_cast<char>(0x21 + random() % 0x5E);
+      if (random() % 40 == 0) text += ' ';
+      if (random() % 1000 < faultsInAThousand) text += kFaults[random() % std::size(kFaults)];
+    }
+    text += kOff[random() % 2];
+  }
+  text.resize(length);
+  return text;
+}
+
+TEST(QuickReaders, FollowChangesOfTheCharacterSetLikeTheReference) {
+  constexpr std::uint32_t kIso2022Jp = 0x0820;
+  std::mt19937 random(2022);
+  for (unsigned round = 0; round < 1500; ++round) {
+    SCOPED_TRACE(round);
+    const std::string text = alternatingText(random, 64 + random() % 1000, round % 3 * 4);
+    const Bytes bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+    const Counts expected = countByReference(kIso2022Jp, bytes, kNoLimit, kNoLimit);
+    ASSERT_EQ(scanned(kIso2022Jp, bytes, quickReaders(), bytes.size()), expected);
+    ASSERT_EQ(scanned(kIso2022Jp, bytes, quickReaders(), 1 + random() % 200), expected) << "in steps";
   }
 }
 

@@ -35,8 +35,8 @@ constexpr Designation kKorean[] = {
 };
 
 constexpr Iso2022Rules kRules[] = {
-    {0x0820, kJapanese},
-    {0x0840, kKorean},
+    {0x0820, kJapanese, &kJisX0208Set},
+    {0x0840, kKorean, nullptr},
 };
 // clang-format on
 

@@ -35,6 +35,8 @@ struct Designation {
 struct Iso2022Rules {
   std::uint32_t encoding;  ///< Core encoding number
   std::span<const Designation> designations;
+  /// What nearly all text uses beside ASCII, switched on by ESC $ B or ESC $ @ and off by ESC ( B or ESC ( J; or null.
+  const GraphicSet* usual;
 };
 
 /// What a text has switched on so far. At first ASCII, and nothing for SO to bring in.

@@ -25,6 +25,8 @@ __m256i load(const std::uint8_t* bytes) { return _mm256_loadu_si256(reinterpret_
 
 __m256i all(unsigned byte) { return _mm256_set1_epi8(static_cast<char>(byte)); }
 
+__m256i is(__m256i bytes, unsigned byte) { return _mm256_cmpeq_epi8(bytes, all(byte)); }
+
 __m256i bothHalves(const std::array<std::uint8_t, 16>& table) {
   return _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(table.data())));
 }
@@ -204,25 +206,110 @@ std::size_t readGraphicPairs(const CodeTable& pairs, const KnownPairs& knownPair
 std::size_t skipPlain(Bytes text, std::size_t at, std::size_t end) {
   for (; at < end && at + kVector <= text.size(); at += kVector) {
     const __m256i vector = load(text.data() + at);
-    const __m256i escape = _mm256_cmpeq_epi8(vector, all(kEscape));
-    const __m256i shift = _mm256_cmpeq_epi8(_mm256_and_si256(vector, all(0xFE)), all(kShiftOut));
+    const __m256i escape = is(vector, kEscape);
+    const __m256i shift = is(_mm256_and_si256(vector, all(0xFE)), kShiftOut);
     const std::uint32_t special = topBits(_mm256_or_si256(vector, _mm256_or_si256(escape, shift)));
     if (special != 0) return at + static_cast<unsigned>(std::countr_zero(special));
   }
   return at;
 }
 
+/// The places from which on the parity of the bits up to there is odd: with escape sequences that switch something on
+/// and off in turn, the places where it is on.
+std::uint64_t oddSoFar(std::uint64_t bits) {
+  for (unsigned step = 1; step < 64; step *= 2) bits ^= bits << step;
+  return bits;
+}
+
+/// What is known of the bytes of a block of an encoding with states, a bit a byte.
+struct Block {
+  std::uint64_t escape = 0;
+  std::uint64_t toPairs = 0;   ///< if an escape, ESC $ B or ESC $ @
+  std::uint64_t toAscii = 0;   ///< if an escape, ESC ( B or ESC ( J
+  std::uint64_t graphic = 0;   ///< 21 to 7E
+  std::uint64_t notPlain = 0;  ///< 80 and above, SO and SI
+  std::uint64_t known = 0;     ///< if it begins a pair, that is a character for certain
+
+  void judge(const Known<false>& pairs, const Range& isGraphic, const std::uint8_t* bytes, unsigned place) {
+    const __m256i text = load(bytes);
+    const __m256i next = load(bytes + 1);
+    const __m256i nextButOne = load(bytes + 2);
+    const __m256i endsInB = is(nextButOne, 'B');
+    const __m256i pairsNext = _mm256_and_si256(is(next, '$'), _mm256_or_si256(endsInB, is(nextButOne, '@')));
+    const __m256i asciiNext = _mm256_and_si256(is(next, '('), _mm256_or_si256(endsInB, is(nextButOne, 'J')));
+    const __m256i shift = is(_mm256_and_si256(text, all(0xFE)), kShiftOut);
+    const __m256i highLeads = _mm256_or_si256(text, all(0x80));
+
+    put(escape, is(text, kEscape), place);
+    put(toPairs, pairsNext, place);
+    put(toAscii, asciiNext, place);
+    put(graphic, isGraphic.contains(text), place);
+    put(notPlain, _mm256_or_si256(text, shift), place);
+    put(known, pairs.pairs(Nibbles(highLeads), _mm256_or_si256(next, all(0x80))), place);
+  }
+
+ private:
+  static void put(std::uint64_t& bits, __m256i found, unsigned place) {
+    bits |= std::uint64_t{topBits(found)} << place;
+  }
+};
+
+/// Reads text that changes between ASCII and @p usual by nothing but ESC ( B, ESC ( J, ESC $ B and ESC $ @ in turn,
+/// as nearly all of it does, without a branch for each change. Stops before whatever else comes.
+std::size_t readAlternating(const GraphicSet& usual, const KnownPairs& knownPairs, Iso2022State& state, Bytes text,
+                            std::size_t at, std::size_t end, std::uint64_t& features) {
+  const Known<false> known(knownPairs);
+  const Range graphic(ByteRange{0x21, 0x7E});
+  // What the block before has left: all ones when pairs are on; the bits of the rest of an escape sequence; 1 when the
+  // first byte is a trail.
+  std::uint64_t pairsOn = state.direct == &usual ? ~std::uint64_t{0} : 0;
+  std::uint64_t restOfEscape = 0;
+  std::uint64_t carried = 0;
+
+  for (; at < end && at + kBlock + 2 <= text.size(); at += kBlock) {
+    Block block;
+    block.judge(known, graphic, text.data() + at, 0);
+    block.judge(known, graphic, text.data() + at + kVector, kVector);
+
+    const std::uint64_t on = oddSoFar(block.escape) ^ pairsOn;
+    const std::uint64_t inEscape = block.escape | block.escape << 1 | block.escape << 2 | restOfEscape;
+    const std::uint64_t inPairs = on & ~inEscape & block.graphic;
+    const std::uint64_t leads = everyOther(inPairs & ~carried);
+    const std::uint64_t trails = leads << 1 | carried;
+    // Every escape sequence must be one of the four, and change what is on.
+    std::uint64_t wrong =
+        (block.escape & ~((on & block.toPairs) | (~on & block.toAscii))) | (trails & ~inPairs) | block.notPlain;
+    wrong |= unassigned(*usual.pairs, text.data() + at, leads & ~block.known, 0x80);
+    if (wrong != 0) [[unlikely]]
+      break;
+    features += count(trails);
+    pairsOn = 0 - (on >> (kBlock - 1));
+    const std::uint64_t cutEscape = block.escape >> (kBlock - 2);  // two bytes follow, or one
+    restOfEscape = cutEscape | cutEscape >> 1;
+    carried = leads >> (kBlock - 1);
+  }
+  state.direct = pairsOn != 0 ? &usual : &kAsciiSet;
+  return at - carried + count(restOfEscape);
+}
+
 std::size_t readIso2022(const Iso2022Rules& rules, const KnownPairs* known, Iso2022State& state, Bytes text,
                         std::size_t at, std::size_t end, std::uint64_t errorLimit, Counts& total) {
   Counts counts = total;
   while (at < end && counts.errors < errorLimit) {
-    const GraphicSet& set = state.active();
-    if (set.pairs != nullptr) {
-      at = readGraphicPairs(*set.pairs, known[set.number], text, at, end, counts.features);
-    } else if (&set == &kAsciiSet) {
-      at = skipPlain(text, at, end);
+    std::size_t pause = end;
+    if (rules.usual != nullptr && !state.shiftedOut && (state.direct == rules.usual || state.direct == &kAsciiSet)) {
+      at = readAlternating(*rules.usual, known[rules.usual->number], state, text, at, end, counts.features);
+      pause = at + kBlock < end ? at + kBlock : end;
     }
-    if (at < end) at = readCharacter(rules, state, text, at, counts);
+    while (at < pause && counts.errors < errorLimit) {
+      const GraphicSet& set = state.active();
+      if (set.pairs != nullptr) {
+        at = readGraphicPairs(*set.pairs, known[set.number], text, at, pause, counts.features);
+      } else if (&set == &kAsciiSet) {
+        at = skipPlain(text, at, pause);
+      }
+      if (at < pause) at = readCharacter(rules, state, text, at, counts);
+    }
   }
   total = counts;
   return at;
