@@ -7,8 +7,8 @@
 
 namespace jv {
 
-/// For sections of a few instructions that never call out, in objects of which there are thousands. Taking it when it
-/// is free is one atomic exchange, giving it back a plain store.
+/// For short sections that call nothing of others, in objects of which there are thousands. Taking it when it is free
+/// is one atomic exchange, giving it back a plain store.
 class ByteLock {
  public:
   void lock() noexcept {
