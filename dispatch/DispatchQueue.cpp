@@ -2,6 +2,12 @@
 
 #include "dispatch/queue.h"
 
+namespace jv {
+
+Queue& queueOf(const JVFoundation::DispatchQueue& reference) noexcept { return *reference.queue_; }
+
+}  // namespace jv
+
 namespace JVFoundation {
 
 DispatchQueue DispatchQueue::create(std::optional<std::string_view> label) {

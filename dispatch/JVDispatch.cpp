@@ -11,6 +11,7 @@
 #include <JorvaneFoundation/foundation/NSException.h>
 
 #include "dispatch/byte_lock.h"
+#include "dispatch/queue.h"
 #include "dispatch/stop_flag_key.h"
 
 using JVFoundation::DispatchQueue;
@@ -85,15 +86,15 @@ void JVDispatch::setDispatchedQueue(const DispatchQueue& queue) {
 }
 
 bool JVDispatch::isStopped() const {
-  std::int8_t flag = 0;
+  const void* const key = jv::stopFlagKey();
   std::unique_lock lock(state_->lock);
-  const bool found = state_->queue.copySpecific(jv::stopFlagKey(), &flag, sizeof flag);
+  const std::optional<std::int8_t> flag = jv::queueOf(state_->queue).byteOfSpecific(key);
   lock.unlock();
-  if (!found) {
+  if (!flag) {
     throw NSException("NSInternalInconsistencyException",
                       "The dispatched queue has no stop flag: call setStopped(true) after setDispatchedQueue.");
   }
-  return flag != 0;
+  return *flag != 0;
 }
 
 void JVDispatch::setStopped(bool stopped) {

@@ -71,7 +71,8 @@ void MainLoop::round(EventPoll& poll, bool block) {
   std::array<std::uint64_t, 32> room;
   const std::span ready = std::span(room).first(poll.wait(room, block));
   const std::uint64_t thisRound = ++rounds_;
-  runPieces(poll, std::ranges::find(ready, EventPoll::kWake) != ready.end());
+  if (std::ranges::find(ready, EventPoll::kWake) != ready.end()) awake_ = false;
+  runPieces(poll);
   for (const std::uint64_t token : ready) {
     // A handler has run an inner round, which may have dealt with the rest. What it has not is reported again.
     if (rounds_ != thisRound) return;
@@ -80,21 +81,24 @@ void MainLoop::round(EventPoll& poll, bool block) {
   }
 }
 
-// Pieces leave the list one by one, so that an inner round goes on where the outer one is. The loop stays awake while
-// pieces are left: a handler may wait for them in a foreign loop that only sees the descriptor.
-void MainLoop::runPieces(EventPoll& poll, bool woken) {
+// Pieces leave the list one by one, so that an inner round goes on where the outer one is. While some are left the
+// descriptor stays readable: a handler may wait for them in a foreign loop, which sees nothing else.
+void MainLoop::runPieces(EventPoll& poll) {
   for (Piece* piece = inbox_.takeAllAndClose(); piece;) pieces_.add(std::exchange(piece, piece->next));
-  if (pieces_.empty() && woken) settle(poll);
   while (Piece* const piece = pieces_.take()) {
-    if (pieces_.empty()) settle(poll);
+    keepAwake(poll, !pieces_.empty());
     guarded([piece] { piece->run(piece); });
   }
 }
 
-// A piece that came in after the inbox was emptied has called already, and the call may be the one that is cleared.
-void MainLoop::settle(EventPoll& poll) noexcept {
-  poll.clearWake();
-  if (!inbox_.closed()) poll.wake();
+void MainLoop::keepAwake(EventPoll& poll, bool awake) noexcept {
+  if (std::exchange(awake_, awake) == awake) return;
+  if (awake) {
+    poll.wake();
+  } else {
+    poll.clearWake();
+    if (!inbox_.closed()) poll.wake();  // the call of a piece that came in meanwhile may have been cleared too
+  }
 }
 
 void MainLoop::runTimers(EventPoll& poll) {

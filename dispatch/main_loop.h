@@ -44,8 +44,8 @@ class MainLoop {
   MainLoop() = default;
   EventPoll& poll();
   void round(EventPoll& poll, bool block);
-  void runPieces(EventPoll& poll, bool woken);
-  void settle(EventPoll& poll) noexcept;
+  void runPieces(EventPoll& poll);
+  void keepAwake(EventPoll& poll, bool awake) noexcept;
   void runTimers(EventPoll& poll);
   void runSource(std::uint64_t id);
 
@@ -54,6 +54,7 @@ class MainLoop {
   std::atomic<bool> stop_{false};
 
   FifoList<Piece> pieces_;    // out of the inbox; the main thread's
+  bool awake_ = false;        // the loop itself keeps the descriptor readable; the main thread's
   std::uint64_t rounds_ = 0;  // begun so far; the main thread's
 
   std::mutex mutex_;  // guards the rest

@@ -121,6 +121,13 @@ bool Queue::copySpecific(const void* key, void* copy, std::size_t size) noexcept
   return found != nullptr;
 }
 
+std::optional<std::int8_t> Queue::byteOfSpecific(const void* key) noexcept {
+  const std::lock_guard lock(lock_);
+  const Specific* const found = key ? find(key) : nullptr;
+  if (!found) return std::nullopt;
+  return *static_cast<const std::int8_t*>(found->value);
+}
+
 std::optional<std::string_view> Queue::label() const noexcept {
   if (!label_) return std::nullopt;
   return *label_;

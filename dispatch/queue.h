@@ -34,6 +34,8 @@ class Queue {
   void setSpecific(const void* key, void* value, void (*destructor)(void*));
   void* specific(const void* key) noexcept;
   bool copySpecific(const void* key, void* copy, std::size_t size) noexcept;
+  /// The first byte of the value; none when there is no value.
+  std::optional<std::int8_t> byteOfSpecific(const void* key) noexcept;
 
   std::optional<std::string_view> label() const noexcept;
 

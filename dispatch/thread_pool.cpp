@@ -1,6 +1,7 @@
 #include "dispatch/thread_pool.h"
 
 #include <algorithm>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -20,15 +21,24 @@ constexpr auto kTick = 5ms;
 /// what waits.
 constexpr auto kPatience = 100ms;
 
+/// Takes @p item out of the list that begins with @p first.
+template <class Item>
+void unlink(Item*& first, Item& item, Item* Item::*next) noexcept {
+  Item** link = &first;
+  while (*link != &item) link = &((*link)->*next);
+  *link = item.*next;
+}
+
 }  // namespace
 
-/// Lives on its thread's stack; linked under the pool's mutex.
+/// Outlives its thread, for the next one to use: whoever calls it does so after the mutex is free, and may be late.
 struct ThreadPool::Worker {
-  const int clock = threadClock();
-  Worker* next = nullptr;      // among all
+  ThreadPool& pool;
+  int clock = 0;
+  Worker* next = nullptr;      // among all, or among the spare ones
   Worker* nextIdle = nullptr;  // among the parked
   bool called = false;         // taken from the parked to work
-  std::condition_variable wake;
+  std::condition_variable wake{};
 };
 
 ThreadPool::ThreadPool() : processors_(std::max(2, static_cast<int>(std::thread::hardware_concurrency()))) {
@@ -49,6 +59,7 @@ void ThreadPool::addTo(FifoList<Item>& list, Item* item) noexcept {
   if (idle_) {
     Worker* const worker = std::exchange(idle_, idle_->nextIdle);
     worker->called = true;
+    lock.unlock();
     worker->wake.notify_one();
   } else if (workerCount_ >= processors_ || !startWorker(lock)) {
     alertKeeper(lock);
@@ -59,25 +70,32 @@ void ThreadPool::add(Queue* queue) noexcept { addTo(queues_, queue); }
 void ThreadPool::add(Piece* piece) noexcept { addTo(pieces_, piece); }
 
 bool ThreadPool::startWorker(Lock& lock) noexcept {
+  Worker* worker = spare_;
+  if (worker) spare_ = worker->next;
   ++workerCount_;
   lock.unlock();
-  const bool started = startThread(
-      "jv-worker", [](void* pool) { static_cast<ThreadPool*>(pool)->work(); }, this);
+  if (!worker) worker = new (std::nothrow) Worker{*this};
+  const auto run = [](void* given) {
+    Worker& self = *static_cast<Worker*>(given);
+    self.pool.work(self);
+  };
+  const bool started = worker && startThread("jv-worker", run, worker);
   lock.lock();
-  if (!started) --workerCount_;
-  return started;
+  if (started) return true;
+  --workerCount_;
+  if (worker) worker->next = std::exchange(spare_, worker);
+  return false;
 }
 
-void ThreadPool::work() noexcept {
-  Worker self;
+void ThreadPool::work(Worker& self) noexcept {
   Lock lock(mutex_);
+  self.clock = threadClock();
   self.next = std::exchange(workers_, &self);
   do {
     while (waiting_ > 0) runOne(lock);
   } while (park(self, lock));
-  Worker** link = &workers_;
-  while (*link != &self) link = &(*link)->next;
-  *link = self.next;
+  unlink(workers_, self, &Worker::next);
+  self.next = std::exchange(spare_, &self);
   --workerCount_;
 }
 
@@ -99,9 +117,7 @@ bool ThreadPool::park(Worker& self, Lock& lock) noexcept {
   self.called = false;
   self.nextIdle = std::exchange(idle_, &self);
   if (self.wake.wait_for(lock, kIdleTime, [&self] { return self.called; })) return true;
-  Worker** link = &idle_;
-  while (*link != &self) link = &(*link)->nextIdle;
-  *link = self.nextIdle;
+  unlink(idle_, self, &Worker::nextIdle);
   return false;
 }
 

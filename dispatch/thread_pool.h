@@ -39,7 +39,7 @@ class ThreadPool {
   bool startWorker(Lock& lock) noexcept;
   void alertKeeper(Lock& lock) noexcept;
 
-  void work() noexcept;
+  void work(Worker& self) noexcept;
   void runOne(Lock& lock) noexcept;
   bool park(Worker& self, Lock& lock) noexcept;
 
@@ -53,8 +53,9 @@ class ThreadPool {
   bool pieceNext_ = false;       // the two lists take turns
   std::atomic<int> waiting_{0};  // in both; written under the mutex
   std::uint64_t taken_ = 0;      // from both, ever
-  Worker* workers_ = nullptr;    // all, linked
+  Worker* workers_ = nullptr;    // all that run
   Worker* idle_ = nullptr;       // parked, the latest first
+  Worker* spare_ = nullptr;      // without a thread
   int workerCount_ = 0;          // those being started included
   bool keeper_ = false;          // it exists
   bool keeperAsleep_ = false;    // and watches nothing

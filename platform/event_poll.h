@@ -8,7 +8,7 @@
 
 namespace jv {
 
-/// Level-triggered throughout. Every member may be called on any thread and restarts what a signal interrupts.
+/// Every member may be called on any thread and restarts what a signal interrupts.
 class EventPoll {
  public:
   /// What `wait` reports besides the tokens given to `watch`.
@@ -31,8 +31,9 @@ class EventPoll {
   /// Nothing when @p descriptor has been closed meanwhile.
   void unwatch(int descriptor) noexcept;
 
-  /// Reports `kWake` until `clearWake`.
+  /// Reports `kWake`, once.
   void wake() noexcept;
+  /// Takes back what has not been reported yet.
   void clearWake() noexcept;
 
   /// Reports `kAlarm` from @p time on, until the alarm is set anew; none switches it off.
