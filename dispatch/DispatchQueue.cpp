@@ -1,6 +1,6 @@
 #include <JorvaneFoundation/dispatch/DispatchQueue.h>
 
-#include "dispatch/queue.h"
+#include "dispatch/Queue.h"
 
 namespace jv {
 

@@ -10,8 +10,8 @@
 
 #include <JorvaneFoundation/foundation/NSException.h>
 
-#include "dispatch/byte_lock.h"
-#include "dispatch/queue.h"
+#include "dispatch/ByteLock.h"
+#include "dispatch/Queue.h"
 #include "dispatch/stop_flag_key.h"
 
 using JVFoundation::DispatchQueue;

@@ -1,4 +1,4 @@
-#include "dispatch/main_loop.h"
+#include "dispatch/MainLoop.h"
 
 #include <algorithm>
 #include <array>

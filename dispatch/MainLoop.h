@@ -10,8 +10,8 @@
 #include <unordered_map>
 
 #include "dispatch/piece_list.h"
-#include "dispatch/timer_list.h"
-#include "platform/event_poll.h"
+#include "dispatch/TimerList.h"
+#include "platform/EventPoll.h"
 
 namespace jv {
 

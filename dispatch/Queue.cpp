@@ -1,12 +1,12 @@
-#include "dispatch/queue.h"
+#include "dispatch/Queue.h"
 
 #include <cstring>
 #include <mutex>
 #include <utility>
 
 #include "dispatch/guarded.h"
-#include "dispatch/main_loop.h"
-#include "dispatch/thread_pool.h"
+#include "dispatch/MainLoop.h"
+#include "dispatch/ThreadPool.h"
 
 namespace jv {
 namespace {

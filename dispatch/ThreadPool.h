@@ -8,7 +8,7 @@
 #include <mutex>
 
 #include "dispatch/piece_list.h"
-#include "dispatch/queue.h"
+#include "dispatch/Queue.h"
 
 namespace jv {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "dispatch/byte_lock.h"
+#include "dispatch/ByteLock.h"
 #include "dispatch/piece_list.h"
 
 namespace jv {

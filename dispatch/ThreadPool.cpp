@@ -1,4 +1,4 @@
-#include "dispatch/thread_pool.h"
+#include "dispatch/ThreadPool.h"
 
 #include <algorithm>
 #include <new>

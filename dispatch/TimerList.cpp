@@ -1,4 +1,4 @@
-#include "dispatch/timer_list.h"
+#include "dispatch/TimerList.h"
 
 namespace jv {
 

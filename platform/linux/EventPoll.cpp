@@ -1,4 +1,4 @@
-#include "platform/event_poll.h"
+#include "platform/EventPoll.h"
 
 #include <algorithm>
 #include <array>
