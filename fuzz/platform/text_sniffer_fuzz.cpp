@@ -37,6 +37,15 @@ struct Question {
   JVPlatform::SniffHints hints;
 };
 
+/// Texts are read in blocks of this size, for one encoding after the other.
+constexpr std::size_t kBlock = std::size_t{32} << 10;
+
+/// How many bytes of plain text to put in front: mostly none, now and then so many that a block ends in what follows.
+std::size_t drawPadding(jv::fuzz::Input& input) {
+  const std::size_t choice = input.number();
+  return choice < 0xE0 ? 0 : kBlock - (choice & 31);
+}
+
 /// A list of any length up to 17, repeats included, in any order.
 std::vector<std::uint32_t> drawEncodings(jv::fuzz::Input& input) {
   std::vector<std::uint32_t> encodings(input.number() % 18);
@@ -97,8 +106,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   question.hints.errorFreeOnly = (caps & 16) != 0;
   const bool usePrefix = (caps & 32) != 0;
   const std::uint64_t part = caps >> 6;
+  std::vector<std::uint8_t> text(drawPadding(input), 'a');
   question.encodings = drawEncodings(input);
-  const jv::fuzz::ExactCopy copy(input.text(), offset);
+  text.insert(text.end(), input.text().begin(), input.text().end());
+  const jv::fuzz::ExactCopy copy(text, offset);
   if (usePrefix) question.hints.plainPrefix = jv::reference::plainPrefix(copy.bytes()) >> part;
 
   std::vector<Fit> given = answer(question, copy.bytes());

@@ -129,6 +129,7 @@ class EncodingCommand {
     NameVisitor named = inFolder;
     named.file = [this, &inFolder](std::string name) {
       std::error_code ignored;
+      if (name.empty()) return inFolder.unreadable(name, std::strerror(ENOENT));
       if (options_.recursive && std::filesystem::is_directory(name, ignored)) return visitFolder(name, inFolder);
       return inFolder.file(std::move(name));
     };
