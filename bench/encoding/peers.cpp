@@ -1,6 +1,5 @@
 #include "encoding/peers.h"
 
-#include <limits>
 #include <memory>
 
 #ifdef JV_BENCH_UCHARDET
@@ -20,7 +19,7 @@ using Text = std::span<const std::uint8_t>;
 #ifdef JV_BENCH_UCHARDET
 Peer makeUchardet() {
   const std::shared_ptr<uchardet> detector(uchardet_new(), uchardet_delete);
-  return {"uchardet", std::numeric_limits<std::size_t>::max(), [detector](Text text) -> std::string {
+  return {"uchardet", std::size_t{16} << 20, [detector](Text text) -> std::string {
             uchardet_reset(detector.get());
             uchardet_handle_data(detector.get(), charactersOf(text), text.size());
             uchardet_data_end(detector.get());
@@ -33,7 +32,7 @@ Peer makeUchardet() {
 Peer makeICU() {
   UErrorCode status = U_ZERO_ERROR;
   const std::shared_ptr<UCharsetDetector> detector(ucsdet_open(&status), ucsdet_close);
-  return {"ICU", std::size_t{4} << 20, [detector](Text text) -> std::string {
+  return {"ICU", std::size_t{1} << 20, [detector](Text text) -> std::string {
             UErrorCode error = U_ZERO_ERROR;
             ucsdet_setText(detector.get(), charactersOf(text), static_cast<std::int32_t>(text.size()), &error);
             const UCharsetMatch* match = ucsdet_detect(detector.get(), &error);
