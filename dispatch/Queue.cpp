@@ -16,6 +16,8 @@ constexpr int kTurn = 16;
 
 }  // namespace
 
+static_assert(sizeof(void*) != 8 || sizeof(Queue) <= 72, "there may be thousands");
+
 Queue::Queue(Kind kind, std::optional<std::string_view> label)
     : label_(label ? std::make_unique<const std::string>(*label) : nullptr), kind_(kind) {}
 

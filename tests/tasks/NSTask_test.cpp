@@ -1,0 +1,233 @@
+#include <JorvaneFoundation/tasks/NSTask.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tasks/support.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using JVFoundation::NSTask;
+using JVFoundation::Value;
+using jvtest::outcomeOf;
+using jvtest::program;
+using jvtest::TaskOutcome;
+using testing::HasSubstr;
+using Text = std::optional<std::string>;
+using Words = std::vector<std::string>;
+
+TaskOutcome launch(const std::string& path, const Words& arguments = {},
+                   const std::optional<std::string_view>& input = std::nullopt,
+                   const std::optional<std::string_view>& directory = std::nullopt) {
+  return outcomeOf(NSTask::launchSyncWithPath(path, arguments, input, directory));
+}
+
+/// A folder that goes with the scope.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    std::string pattern = fs::temp_directory_path() / "jv-tasks-XXXXXX";
+    path_ = mkdtemp(pattern.data());
+  }
+  ~TemporaryFolder() { fs::remove_all(path_); }
+  const std::string& path() const { return path_; }
+  std::string file(const std::string& name, const std::string& contents, mode_t mode) const {
+    std::string file = path_ + "/" + name;
+    std::ofstream(file) << contents;
+    chmod(file.c_str(), mode);
+    return file;
+  }
+
+ private:
+  std::string path_;
+};
+
+TEST(LaunchSync, GivesStatusOutputAndError) {
+  const std::string shell = "/bin/sh";
+  struct Case {
+    const char* why;
+    std::string path;
+    Words arguments;
+    Text input;
+    TaskOutcome expected;
+  };
+  const Case cases[] = {
+      {"nothing to tell", program("end"), {"exit", "0"}, {}, {0, {}, {}}},
+      {"a status is no failure", program("end"), {"exit", "3"}, {}, {3, {}, {}}},
+      {"exit statuses have eight bits", program("end"), {"exit", "300"}, {}, {44, {}, {}}},
+      {"a signal is a status", program("end"), {"signal", "9"}, {}, {9, {}, {}}},
+      {"output is not trimmed", shell, {"-c", "echo ' line'; exit 3"}, {}, {3, " line\n", {}}},
+      {"error output alone", shell, {"-c", "echo wrong >&2"}, {}, {0, {}, "wrong\n"}},
+      {"bytes that are no UTF-8 are left out", shell, {"-c", "printf '\\377'; printf ok >&2"}, {}, {0, {}, "ok"}},
+      {"zero bytes and line ends stay",
+       shell,
+       {"-c", "printf 'a\\000b\\r\\n'"},
+       {},
+       {0, std::string("a\0b\r\n", 5), {}}},
+      {"arguments pass unchanged",
+       program("echo_arguments"),
+       {"", " two words ", "$HOME *", "-x", "\xFF"},
+       {},
+       {0, {}, {}}},
+      {"the first word is the path",
+       program("echo_arguments"),
+       {"a"},
+       {},
+       {0, "[" + program("echo_arguments") + "]\n[a]\n", {}}},
+      {"input ends after it was written", "/bin/cat", {}, "some\ninput", {0, "some\ninput", {}}},
+      {"without an input it does not end", program("wait_for_input"), {}, {}, {0, "stays open\n", {}}},
+      {"an empty input is none", program("wait_for_input"), {}, "", {0, "stays open\n", {}}},
+      {"input that nobody reads is dropped",
+       program("close_input"),
+       {},
+       std::string(4 << 20, 'x'),
+       {0, "closed\n", {}}},
+      {"much of it goes through", "/bin/cat", {}, std::string(700'000, 'y'), {0, std::string(700'000, 'y'), {}}},
+      {"error output may come first, up to what a pipe holds",
+       program("write_bytes"),
+       {"2", "900000"},
+       {},
+       {0, {}, {}}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    TaskOutcome outcome = launch(c.path, c.arguments, c.input);
+    if (c.path == program("echo_arguments") && c.arguments.size() > 1) {
+      EXPECT_EQ(outcome.output, std::nullopt) << "its last argument is no UTF-8";
+      Words valid(c.arguments.begin(), c.arguments.end() - 1);
+      outcome = launch(c.path, valid);
+      EXPECT_EQ(outcome.output, "[" + c.path + "]\n[]\n[ two words ]\n[$HOME *]\n[-x]\n");
+      continue;
+    }
+    if (c.path == program("write_bytes")) {
+      ASSERT_TRUE(outcome.error);
+      EXPECT_EQ(outcome.error->size(), 900'000U);
+      outcome.error.reset();
+    }
+    EXPECT_EQ(outcome, c.expected);
+  }
+}
+
+TEST(LaunchSync, SaysWhyAToolWasNotLaunched) {
+  const TemporaryFolder folder;
+  const std::string plain = folder.file("plain", "no program", 0644);
+  const std::string shebangless = folder.file("shebangless", "echo no shell takes this\n", 0755);
+  const std::string orphan = folder.file("orphan", "#!/no/such/interpreter\n", 0755);
+  const std::string fine = folder.file("fine", "#!/bin/sh\necho fine\n", 0755);
+  const std::string zero("/bin/true\0x", 11);
+
+  struct Case {
+    const char* why;
+    std::string path;
+    Words arguments;
+    Text directory;
+    const char* place;  // that the reason names
+    const char* reason;
+  };
+  const Case cases[] = {
+      {"missing", "/no/such/tool", {}, {}, "/no/such/tool", "No such file or directory"},
+      {"empty", "", {}, {}, "", "No such file or directory"},
+      {"no search path", "sh", {}, {}, "sh", "No such file or directory"},
+      {"not executable", plain, {}, {}, "plain", "Permission denied"},
+      {"a directory", "/tmp", {}, {}, "/tmp", "Permission denied"},
+      {"no format", shebangless, {}, {}, "shebangless", "Exec format error"},
+      {"no interpreter", orphan, {}, {}, "orphan", "No such file or directory"},
+      {"a zero byte in the path", zero, {}, {}, "/bin/true", "Invalid argument"},
+      {"a zero byte in an argument", "/bin/echo", {"ok", zero}, {}, "/bin/echo", "Invalid argument"},
+      {"too long an argument", "/bin/echo", {std::string(1 << 17, 'x')}, {}, "/bin/echo", "Argument list too long"},
+      {"no directory", fine, {}, "/no/such/folder", "/no/such/folder", "No such file or directory"},
+      {"an empty directory", fine, {}, "", "directory", "No such file or directory"},
+      {"a directory that is none", fine, {}, plain, "plain", "Not a directory"},
+      {"a zero byte in the directory", fine, {}, zero, "/bin/true", "Invalid argument"},
+  };
+  const auto descriptors = jvtest::openDescriptors();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    for (const Text& input : {Text(), Text("short"), Text(std::string(4 << 20, 'x'))}) {
+      const Value result = NSTask::launchSyncWithPath(c.path, c.arguments, input, c.directory);
+      EXPECT_EQ(result.dictionary()->size(), 2U);
+      EXPECT_EQ(*result.number("JVTaskStatus"), JVFoundation::NSNumber(std::int32_t{-666}));
+      ASSERT_TRUE(result.text("JVTaskError"));
+      EXPECT_THAT(*result.text("JVTaskError"), testing::AllOf(HasSubstr(c.place), HasSubstr(c.reason)));
+    }
+  }
+  EXPECT_EQ(launch(fine), (TaskOutcome{0, "fine\n", {}}));
+  EXPECT_EQ(jvtest::openDescriptors(), descriptors);
+  EXPECT_FALSE(jvtest::hasChildren());
+}
+
+TEST(LaunchSync, UsesTheDirectoryForTheToolAlone) {
+  const TemporaryFolder folder;
+  folder.file("here", "#!/bin/sh\necho found\n", 0755);
+  const fs::path before = fs::current_path();
+  EXPECT_EQ(launch("/bin/pwd", {}, {}, "/").output, "/\n");
+  EXPECT_EQ(launch("/bin/pwd", {"-P"}).output, before.string() + "\n");
+  EXPECT_EQ(launch("./here", {}, {}, folder.path()).output, "found\n") << "a relative path counts from there";
+  EXPECT_EQ(fs::current_path(), before);
+}
+
+TEST(LaunchSync, WaitsForTheEndOfTheOutputNotOfTheTool) {
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(launch(program("leave_child"), {"300"}), (TaskOutcome{0, "parent\nchild\n", {}}));
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(300));
+}
+
+TEST(LaunchSync, CollectsLargeOutputs) {
+  for (const std::size_t size : {65'535U, 65'536U, 65'537U, 1'048'576U, 1'048'577U, 40'000'000U}) {
+    const TaskOutcome outcome = launch(program("write_bytes"), {"1", std::to_string(size)});
+    ASSERT_TRUE(outcome.output);
+    ASSERT_EQ(outcome.output->size(), size);
+    std::size_t wrong = 0;
+    for (std::size_t at = 0; at < size; ++at) wrong += (*outcome.output)[at] != (at % 65'536 % 80 == 79 ? '\n' : 'x');
+    EXPECT_EQ(wrong, 0U);
+  }
+}
+
+TEST(LaunchSync, DictionaryHoldsASigned32BitNumberAndTexts) {
+  const Value result = NSTask::launchSyncWithPath("/bin/sh", {"-c", "echo a; echo b >&2; exit 5"});
+  EXPECT_EQ(result, (Value(JVFoundation::Dictionary{
+                        {"JVTaskStatus", std::int32_t{5}}, {"JVTaskOutput", "a\n"}, {"JVTaskError", "b\n"}})));
+}
+
+/// Overrides the longest forms alone.
+struct Counting final : NSTask::Class {
+  using Class::launchAsyncWithPath;
+  using Class::launchSyncWithPath;
+  Value launchSyncWithPath(std::string_view path, const Words& arguments, std::optional<std::string_view> input,
+                           std::optional<std::string_view> directory) const override {
+    calls.push_back({path, input.has_value(), directory.has_value()});
+    return Class::launchSyncWithPath(path, arguments, input, directory);
+  }
+  void launchAsyncWithPath(std::string_view path, const Words&, std::optional<std::string_view> input,
+                           std::optional<std::string_view> directory, NSTask::CompletionHandler) const override {
+    calls.push_back({path, input.has_value(), directory.has_value()});
+  }
+
+  struct Call {
+    std::string_view path;
+    bool input, directory;
+    friend bool operator==(const Call&, const Call&) = default;
+  };
+  mutable std::vector<Call> calls;
+};
+
+TEST(TaskClass, ShorterFormsReachAnOverriddenLongerOne) {
+  const Counting counting;
+  const NSTask::Class& methods = counting;
+  EXPECT_EQ(outcomeOf(methods.launchSyncWithPath("/bin/echo", {"a"})).output, "a\n");
+  EXPECT_EQ(outcomeOf(counting.launchSyncWithPath("/bin/cat", {}, "b")).output, "b");
+  methods.launchAsyncWithPath("/c", {}, nullptr);
+  methods.launchAsyncWithPath("/d", {}, "input", nullptr);
+  EXPECT_THAT(counting.calls,
+              testing::ElementsAre(Counting::Call{"/bin/echo", false, false}, Counting::Call{"/bin/cat", true, false},
+                                   Counting::Call{"/c", false, false}, Counting::Call{"/d", true, false}));
+}
+
+}  // namespace
