@@ -59,7 +59,8 @@ void EventThread::whenReady(Watch& watch, std::function<void()> then) {
     const std::lock_guard lock(mutex_);
     orders_.push_back({&watch, std::move(then)});
   }
-  eventfd_write(wake_.get(), 1);
+  while (eventfd_write(wake_.get(), 1) < 0 && errno != EAGAIN) {  // which means that it is awake already
+  }
 }
 
 // A child of another thread can still hold the open file for a moment, and closing our descriptor would leave it in the

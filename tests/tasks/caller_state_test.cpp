@@ -231,16 +231,15 @@ TEST_P(CallerState, OtherChildrenAreLeftAlone) {
 }
 
 TEST_P(CallerState, EveryDescriptorLimitGivesAnAnswer) {
-  rlimit before;
-  getrlimit(RLIMIT_NOFILE, &before);
+  jvtest::showShortageToSanitizer();
   int failures = 0;
   bool launched = false;
   for (rlim_t limit = 3; limit < 100 && !launched; ++limit) {
-    rlimit tight = before;
-    tight.rlim_cur = limit;
-    setrlimit(RLIMIT_NOFILE, &tight);
-    const TaskOutcome outcome = launch("/bin/cat", {}, "input");
-    setrlimit(RLIMIT_NOFILE, &before);
+    TaskOutcome outcome;
+    {
+      const jvtest::DescriptorLimit tight(limit);
+      outcome = launch("/bin/cat", {}, "input");
+    }
     launched = outcome == TaskOutcome{0, "input", {}};
     failures += !launched;
     if (!launched) {

@@ -133,11 +133,8 @@ TEST(LaunchAsync, LargeStreamsInBothDirections) {
 }
 
 TEST(LaunchAsync, MoreToolsThanDescriptorsTakeTurns) {
-  rlimit before;
-  getrlimit(RLIMIT_NOFILE, &before);
-  rlimit tight = before;
-  tight.rlim_cur = 150;
-  setrlimit(RLIMIT_NOFILE, &tight);
+  jvtest::showShortageToSanitizer();
+  const jvtest::DescriptorLimit tight(150);
   constexpr int kTools = 120;
   int launched = 0;
   int replies = 0;
@@ -149,7 +146,6 @@ TEST(LaunchAsync, MoreToolsThanDescriptorsTakeTurns) {
   }
   EXPECT_TRUE(drainUntil([&] { return replies == kTools; }));
   EXPECT_EQ(launched, kTools);
-  setrlimit(RLIMIT_NOFILE, &before);
 }
 
 TEST(LaunchAsync, AsksTheReplyQueueForItsQueueAfterTheRun) {

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <JorvaneFoundation/dispatch/NSRunLoop.h>
+#include <JorvaneFoundation/platform/Process.h>
 #include <JorvaneFoundation/tasks/NSTask.h>
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -16,6 +18,7 @@
 #include <thread>
 
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 namespace jvtest {
@@ -76,6 +79,31 @@ inline std::ptrdiff_t openDescriptors() { return entriesOf("/proc/self/fd"); }
 inline bool hasChildren() {
   siginfo_t info;
   return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+}
+
+/// The soft limit of descriptors, for the time of a scope.
+class DescriptorLimit {
+ public:
+  explicit DescriptorLimit(rlim_t limit) {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    setrlimit(RLIMIT_NOFILE, std::array{rlimit{limit, before_.rlim_max}}.data());
+  }
+  DescriptorLimit(const DescriptorLimit&) = delete;
+  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+  ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+ private:
+  rlimit before_;
+};
+
+/// UndefinedBehaviorSanitizer makes a pipe when it first sees an object of a class, which is too late once there is no
+/// descriptor left.
+inline void showShortageToSanitizer() {
+  try {
+    throw JVPlatform::ResourceShortage("Any", "Any");
+  } catch (const JVFoundation::NSException& exception) {
+    EXPECT_EQ(exception.reason(), "Any");
+  }
 }
 
 }  // namespace jvtest
