@@ -22,6 +22,7 @@
 #include <JorvaneFoundation/dispatch/NSRunLoop.h>
 #include <JorvaneFoundation/tasks/NSTask.h>
 
+#include "arguments.h"
 #include "commands.h"
 #include "observed_process.h"
 
@@ -163,7 +164,8 @@ void jv::addRunCommand(CLI::App& app, int& exitStatus) {
   command->add_option("--directory", options->directory, "The tool's working directory");
   command->add_flag("--json", options->json, "One line of JSON: status or signal, output, error");
   command->add_flag("--async", options->async, "Run it in the background; the result is the same");
-  command->add_option("TOOL", options->words, "The tool and its arguments; put -- before it when they contain options")
+  addUnchangedArguments(*command, "TOOL", options->words,
+                        "The tool and its arguments; put -- before it when they contain options")
       ->required();
   command->callback([options, &exitStatus] { exitStatus = run(*options); });
 }
