@@ -82,6 +82,33 @@ std::optional<HeapBytes> readToEnd(int descriptor, std::uint64_t expected) {
   }
 }
 
+/// Puts zero pages of the process's own in place of the file's long holes; to look at a hole would otherwise fill the
+/// page cache with zeros. False when the mapping must not be used.
+bool coverHoles(int descriptor, std::uint8_t* mapped, off_t size) {
+  constexpr off_t kWorthIt = off_t{1} << 20;
+  const off_t page = getpagesize();
+  for (off_t data = 0; data < size;) {
+    const off_t hole = lseek(descriptor, data, SEEK_HOLE);
+    if (hole < 0 || hole >= size) return true;
+    data = lseek(descriptor, hole, SEEK_DATA);
+    if (data < 0) data = size;  // a hole up to the end
+    const off_t begin = (hole + page - 1) / page * page;
+    const off_t end = data >= size ? size : data / page * page;
+    if (end - begin < kWorthIt) continue;
+    auto* zeros = mmap(mapped + begin, static_cast<std::size_t>(end - begin), PROT_READ,
+                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1, 0);
+    if (zeros == MAP_FAILED) return false;
+    madvise(zeros, static_cast<std::size_t>(end - begin), MADV_HUGEPAGE);
+  }
+  return true;
+}
+
+/// Whether the file system keeps fewer bytes than the file has.
+bool isSparse(const struct stat& status) {
+  constexpr off_t kBlock = 512;  // the unit of st_blocks, whatever the file system's own
+  return status.st_blocks * kBlock < status.st_size;
+}
+
 }  // namespace
 
 std::optional<FileContents> FileContents::of(std::string_view path, Means means) noexcept try {
@@ -95,14 +122,17 @@ std::optional<FileContents> FileContents::of(std::string_view path, Means means)
   if (means == Means::mappedWhenLarge && S_ISREG(status.st_mode) && size >= kMappedFrom) {
     void* mapped = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.number(), 0);
     if (mapped != MAP_FAILED) {
-      if (const std::optional<int> guard = guardMapping(mapped, size)) {
+      auto* bytes = static_cast<std::uint8_t*>(mapped);
+      const bool usable = !isSparse(status) || coverHoles(file.number(), bytes, status.st_size);
+      if (const std::optional<int> guard = usable ? guardMapping(mapped, size) : std::nullopt) {
         madvise(mapped, size, MADV_SEQUENTIAL);
-        contents.bytes_ = static_cast<const std::uint8_t*>(mapped);
+        contents.bytes_ = bytes;
         contents.size_ = size;
         contents.guard_ = *guard;
         return contents;
       }
       munmap(mapped, size);
+      lseek(file.number(), 0, SEEK_SET);  // the search for holes has moved it
     }
   }
 

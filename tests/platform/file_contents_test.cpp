@@ -4,8 +4,10 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 
 #include "support/temporary_folder.h"
 
@@ -52,6 +54,20 @@ TEST_F(LargeFile, ThatShrinksReadsAsZerosAndTells) {
   EXPECT_EQ(contents->bytes()[FileContents::kMappedFrom / 2], 0);
   EXPECT_EQ(contents->bytes()[0], 0);
   EXPECT_TRUE(contents->shrank());
+}
+
+TEST_F(LargeFile, MayHaveHoles) {
+  const std::string end = "the end";
+  {
+    std::fstream file(path_, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(static_cast<std::streamoff>(FileContents::kMappedFrom / 2 + 5)) << "middle";
+    file.seekp(static_cast<std::streamoff>(FileContents::kMappedFrom)) << end;
+  }
+  const auto mapped = FileContents::of(path_);
+  const auto read = FileContents::of(path_, FileContents::Means::read);
+  ASSERT_TRUE(mapped && read);
+  EXPECT_EQ(mapped->bytes().size(), FileContents::kMappedFrom + end.size());
+  EXPECT_TRUE(std::ranges::equal(mapped->bytes(), read->bytes()));
 }
 
 TEST_F(LargeFile, IsReadWhenAskedFor) {
