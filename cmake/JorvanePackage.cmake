@@ -4,6 +4,7 @@ include(CMakePackageConfigHelpers)
 
 get_property(JV_HEADERS GLOBAL PROPERTY JV_HEADERS)
 get_property(JV_C_HEADERS GLOBAL PROPERTY JV_C_HEADERS)
+get_property(JV_APART_HEADERS GLOBAL PROPERTY JV_APART_HEADERS)
 
 # The umbrella names every public header; C sees those that it can include.
 set(JV_UMBRELLA_C "")
@@ -17,7 +18,7 @@ endforeach()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/JorvaneFoundation.h.in
   ${JV_BUILD_INCLUDE}/JorvaneFoundation/JorvaneFoundation.h @ONLY)
 
-foreach(header IN LISTS JV_HEADERS JV_C_HEADERS)
+foreach(header IN LISTS JV_HEADERS JV_C_HEADERS JV_APART_HEADERS)
   get_filename_component(room ${header} DIRECTORY)
   install(FILES ${PROJECT_SOURCE_DIR}/${header}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/JorvaneFoundation/${room} COMPONENT development)

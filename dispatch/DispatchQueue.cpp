@@ -1,6 +1,12 @@
 #include <JorvaneFoundation/dispatch/DispatchQueue.h>
 
-#include "dispatch/queue.h"
+#include "dispatch/Queue.h"
+
+namespace jv {
+
+Queue& queueOf(const JVFoundation::DispatchQueue& reference) noexcept { return *reference.queue_; }
+
+}  // namespace jv
 
 namespace JVFoundation {
 

@@ -11,8 +11,13 @@
 
 #include <JorvaneFoundation/foundation/JVExport.h>
 
+namespace JVFoundation {
+class DispatchQueue;
+}
+
 namespace jv {
 class Queue;
+Queue& queueOf(const JVFoundation::DispatchQueue& reference) noexcept;
 struct Piece;
 template <class Work>
 Piece* makePiece(Work&& work);
@@ -70,6 +75,7 @@ class JV_EXPORT DispatchQueue {
   friend bool operator==(const DispatchQueue& a, const DispatchQueue& b) noexcept { return a.queue_ == b.queue_; }
 
  private:
+  friend jv::Queue& jv::queueOf(const DispatchQueue& reference) noexcept;
   explicit DispatchQueue(jv::Queue* owned) noexcept : queue_(owned) {}
   void submit(jv::Piece* piece) const noexcept;
 

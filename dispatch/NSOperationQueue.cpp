@@ -8,17 +8,18 @@
 #include "platform/threads.h"
 
 namespace JVFoundation {
+namespace {
+
+/// Whose operation the calling thread runs.
+thread_local const NSOperationQueue* runningQueue = nullptr;
+
+}  // namespace
 
 struct NSOperationQueue::State {
   bool isMain = false;
   std::mutex mutex;  // guards what follows
   std::optional<DispatchQueue> underlying;
-
-  /// Of the operation that the calling thread runs.
-  static thread_local std::shared_ptr<State> current;
 };
-
-thread_local std::shared_ptr<NSOperationQueue::State> NSOperationQueue::State::current;
 
 NSOperationQueue::NSOperationQueue() : state_(std::make_shared<State>()) {}
 NSOperationQueue::NSOperationQueue(std::shared_ptr<State> state) noexcept : state_(std::move(state)) {}
@@ -38,8 +39,8 @@ NSOperationQueue NSOperationQueue::mainQueue() {
 
 std::optional<NSOperationQueue> NSOperationQueue::currentQueue() {
   if (jv::isMainThread()) return mainQueue();
-  if (State::current) return NSOperationQueue(State::current);
-  return std::nullopt;
+  if (!runningQueue) return std::nullopt;
+  return *runningQueue;
 }
 
 std::optional<DispatchQueue> NSOperationQueue::underlyingQueue() const {
@@ -58,10 +59,10 @@ void NSOperationQueue::setUnderlyingQueue(std::optional<DispatchQueue> queue) {
 void NSOperationQueue::addOperation(std::function<void()> operation) const {
   const std::optional<DispatchQueue> underlying = underlyingQueue();
   const DispatchQueue queue = underlying ? *underlying : DispatchQueue::globalQueue();
-  queue.async([state = state_, operation = std::move(operation)]() mutable {
-    State::current = std::move(state);
+  queue.async([self = *this, operation = std::move(operation)] {
+    runningQueue = &self;
     operation();
-    State::current.reset();
+    runningQueue = nullptr;
   });
 }
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "dispatch/main_loop.h"
+#include "dispatch/MainLoop.h"
 #include "platform/threads.h"
 
 namespace JVFoundation {

@@ -13,16 +13,16 @@ namespace JVFoundation {
 
 /// What decided a detection.
 enum class EncodingRule : std::uint8_t {
-  declaresItself,    ///< a property list or XML by its extension; the file was not opened
-  unreadable,        ///< the file could not be read
-  empty,             ///< no bytes at all: UTF-8
-  byteOrderMark,     ///< the text begins with a mark
-  plainASCII,        ///< no byte of 80 or above and no ESC
-  legacyEncoding,    ///< free of errors in a legacy encoding whose line breaks do not contradict
-  lineBreaks,        ///< free of errors in a legacy encoding, but the line breaks contradict: the default, UTF-8
-  possibleUTF8,      ///< no legacy encoding fits, and it may be UTF-8
-  possibleUTF16,     ///< neither, and a zero byte stands before a line break
-  nothingFits,       ///< the default, UTF-8
+  declaresItself,  ///< a property list or XML by its extension; the file was not opened
+  unreadable,      ///< the file could not be read
+  empty,           ///< no bytes at all: UTF-8
+  byteOrderMark,   ///< the text begins with a mark
+  plainASCII,      ///< no byte of 80 or above and no ESC
+  legacyEncoding,  ///< free of errors in a legacy encoding whose line breaks do not contradict
+  lineBreaks,      ///< free of errors in a legacy encoding, but the line breaks contradict: the default, UTF-8
+  possibleUTF8,    ///< no legacy encoding fits, and it may be UTF-8
+  possibleUTF16,   ///< neither, and a zero byte stands before a line break
+  nothingFits,     ///< the default, UTF-8
 };
 
 /// How a text fits one legacy encoding. Both counts stop at 300.

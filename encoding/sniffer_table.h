@@ -15,7 +15,7 @@ JV_BEGIN_C
 
 /// A row of the table: an encoding, how it is tested, and what the last call found. 32 bytes, for good.
 typedef struct JVSniffer {
-  uint32_t encoding;         ///< the encoding that the row stands for, as a Core encoding number (see string_encodings.h)
+  uint32_t encoding;  ///< the encoding that the row stands for, as a Core encoding number (see string_encodings.h)
   uint32_t snifferEncoding;  ///< the encoding that the text sniffer is asked about for this row; 0: it is not asked
   int64_t lineBreakType;     ///< the line-break type that text in this encoding normally has
   uint8_t enabled;           ///< set by the caller: not 0 when the row takes part

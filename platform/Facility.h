@@ -7,7 +7,7 @@
 
 namespace jv {
 
-/// Made empty without running any code at load time; the first question fills it with what @p makeDefault makes.
+/// Empty at first; the first question fills it with what @p makeDefault makes.
 /// Any thread. A caller that holds the pointer may go on using it while another is put in its place.
 template <class Interface>
 class Facility {

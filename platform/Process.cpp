@@ -2,16 +2,13 @@
 
 #include <utility>
 
+#include "platform/Defaults.h"
 #include "platform/Facility.h"
-
-namespace jv {
-std::shared_ptr<JVPlatform::Process> makeKernelProcess();  // platform/linux/
-}
 
 namespace JVPlatform {
 namespace {
 jv::Facility<Process>& facility() {
-  static auto& shared = *new jv::Facility<Process>(jv::makeKernelProcess);  // never torn down: tools may outlive main
+  static auto& shared = *new jv::Facility<Process>(jv::makeProcess);  // never torn down: tools may outlive main
   return shared;
 }
 }  // namespace

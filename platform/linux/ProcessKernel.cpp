@@ -294,6 +294,6 @@ class KernelProcess final : public JVPlatform::Process {
 
 }  // namespace
 
-std::shared_ptr<JVPlatform::Process> makeKernelProcess() { return std::make_shared<KernelProcess>(); }
+std::shared_ptr<JVPlatform::Process> makeProcess() { return std::make_shared<KernelProcess>(); }
 
 }  // namespace jv

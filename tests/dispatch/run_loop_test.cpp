@@ -13,6 +13,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -333,6 +334,36 @@ TEST(MainRunLoopDeathTest, KeepsPiecesUntilSomebodyAsks) {
         _exit(ran == 1 && !readable() ? 0 : 3);
       },
       testing::ExitedWithCode(0), "");
+}
+
+/// Drains with room for too few descriptors, then with enough. @return 0, or which step went wrong.
+int drainWithoutDescriptors() {
+  int ran = 0;
+  post([&] { ++ran; });
+  const int free = dup(0);
+  close(free);
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  for (const rlim_t room : {0U, 1U, 2U}) {
+    const rlimit tight{static_cast<rlim_t>(free) + room, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &tight);
+    try {
+      loop().drain();
+      return 1;
+    } catch (const std::system_error& error) {
+      if (error.code() != std::errc::too_many_files_open) return 2;
+    }
+    setrlimit(RLIMIT_NOFILE, &before);
+    if (dup(0) != free) return 3;  // something leaked
+    close(free);
+  }
+  loop().drain();
+  return ran == 1 ? 0 : 4;
+}
+
+TEST(MainRunLoopDeathTest, SaysThatTheSystemHasNoDescriptorLeftAndLosesNothing) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_EXIT(_exit(drainWithoutDescriptors()), testing::ExitedWithCode(0), "");
 }
 
 TEST(MainRunLoopDeathTest, AnExceptionEndsTheProcess) {

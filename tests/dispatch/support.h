@@ -6,8 +6,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <mutex>
+#include <string>
 #include <thread>
 
 #include <poll.h>
@@ -70,10 +72,20 @@ bool eventually(Condition holds) {
   return true;
 }
 
-inline auto countOf(const char* folder) {
-  return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
+inline auto descriptors() {
+  const std::filesystem::directory_iterator open("/proc/self/fd");
+  return std::distance(begin(open), end(open));
 }
-inline auto threads() { return countOf("/proc/self/task"); }
-inline auto descriptors() { return countOf("/proc/self/fd"); }
+
+/// Threads of the pool. A sanitizer may have threads of its own.
+inline int poolThreads() {
+  int count = 0;
+  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string name;
+    std::getline(std::ifstream(thread.path() / "comm"), name);
+    if (name.starts_with("jv-")) ++count;
+  }
+  return count;
+}
 
 }  // namespace jvtest

@@ -1,4 +1,4 @@
-#include "run.h"
+// jv run: runs a tool and shows what came back.
 
 #include <cstdint>
 #include <cstdio>
@@ -16,11 +16,14 @@
 
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <JorvaneFoundation/dispatch/NSRunLoop.h>
 #include <JorvaneFoundation/tasks/NSTask.h>
 
+#include "arguments.h"
+#include "commands.h"
 #include "observed_process.h"
 
 namespace {
@@ -28,7 +31,6 @@ namespace {
 using JVFoundation::NSTask;
 
 constexpr std::int32_t kNotLaunched = -666;
-constexpr int kFailure = 3;
 constexpr int kExitNotLaunched = 127;
 constexpr int kExitSignal = 128;
 
@@ -121,7 +123,7 @@ int run(const Options& options) {
   std::optional<std::string> input;
   if (!readInput(options, input)) {
     std::cerr << "jv run: cannot read " << *options.inputFile << '\n';
-    return kFailure;
+    return jv::kFailed;
   }
   JVPlatform::TerminationReason reason{};
   Result result;
@@ -136,7 +138,7 @@ int run(const Options& options) {
 
   const bool bySignal = reason == JVPlatform::TerminationReason::uncaughtSignal;
   options.json ? showJson(result, bySignal) : show(result);
-  if (!std::cout.flush()) return kFailure;
+  if (!std::cout.flush()) return jv::kFailed;
   if (result.status == kNotLaunched) return kExitNotLaunched;
   return bySignal ? kExitSignal + result.status : result.status;
 }
@@ -153,7 +155,7 @@ Output that is not UTF-8 is not shown.)";
 
 }  // namespace
 
-void addRunCommand(CLI::App& app, int& exitStatus) {
+void jv::addRunCommand(CLI::App& app, int& exitStatus) {
   CLI::App* const command = app.add_subcommand("run", kAbout);
   const auto options = std::make_shared<Options>();
   const auto text = command->add_option("--input", options->input, "Text for the tool's standard input");
@@ -162,7 +164,8 @@ void addRunCommand(CLI::App& app, int& exitStatus) {
   command->add_option("--directory", options->directory, "The tool's working directory");
   command->add_flag("--json", options->json, "One line of JSON: status or signal, output, error");
   command->add_flag("--async", options->async, "Run it in the background; the result is the same");
-  command->add_option("TOOL", options->words, "The tool and its arguments; put -- before it when they contain options")
+  addUnchangedArguments(*command, "TOOL", options->words,
+                        "The tool and its arguments; put -- before it when they contain options")
       ->required();
   command->callback([options, &exitStatus] { exitStatus = run(*options); });
 }

@@ -1,0 +1,55 @@
+#include <JorvaneFoundation/encoding/detection.h>
+
+#include <JorvaneFoundation/encoding/byte_sniffers.h>
+#include <JorvaneFoundation/encoding/string_encodings.h>
+#include <JorvaneFoundation/foundation/NSURL.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "encoding/detection_steps.h"
+
+namespace JVFoundation {
+namespace {
+
+constexpr JVSniffer kInitialSniffers[] = {
+#include "encoding/initial_table.inl"
+};
+static_assert(std::size(kInitialSniffers) == jv::kNumberOfSniffers + 1);
+
+}  // namespace
+
+EncodingDetection detectEncoding(std::span<const std::uint8_t> text, EncodingDetectionOptions options) {
+  EncodingDetection found;
+  if (text.empty()) {
+    found.encoding = NSUTF8StringEncoding;
+    found.rule = EncodingRule::empty;
+    return found;
+  }
+
+  JVSniffer rows[std::size(kInitialSniffers)];
+  std::ranges::copy(kInitialSniffers, rows);
+  const jv::SnifferTable table = {rows, jv::kNumberOfSniffers};
+  jv::enableJapaneseAndUnicode(table);
+  jv::SniffTrace trace;
+  if (options.candidates) trace.candidates = &found.candidates;
+  const std::int64_t result = jv::sniff(table, text, true, trace);
+  found.encoding = jv::encodingOfResult(table, result, kCFStringEncodingUTF8);
+  found.rule = trace.rule;
+  if (options.lineBreaks) {
+    found.lineBreakType = sniffLineBreakType(text.data(), static_cast<std::int64_t>(text.size()));
+  }
+  return found;
+}
+
+EncodingDetection detectEncodingOfFile(std::string_view path, EncodingDetectionOptions options) {
+  EncodingDetection unanswered;
+  if (jv::declaresItsEncoding(NSURL::fileURLWithPath(path).pathExtension())) {
+    unanswered.rule = EncodingRule::declaresItself;
+    return unanswered;
+  }
+  const auto detect = [options](std::span<const std::uint8_t> text) { return detectEncoding(text, options); };
+  return jv::withContentsOf(path, detect).value_or(unanswered);
+}
+
+}  // namespace JVFoundation

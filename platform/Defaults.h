@@ -1,0 +1,16 @@
+/// Makes the implementation that each platform interface has until another is installed.
+#pragma once
+
+#include <memory>
+
+#include <JorvaneFoundation/platform/Process.h>
+#include <JorvaneFoundation/platform/SystemLog.h>
+#include <JorvaneFoundation/platform/TextSniffer.h>
+
+namespace jv {
+
+std::shared_ptr<JVPlatform::Process> makeProcess();
+std::shared_ptr<JVPlatform::SystemLog> makeSystemLog();
+std::shared_ptr<JVPlatform::TextSniffer> makeTextSniffer();
+
+}  // namespace jv

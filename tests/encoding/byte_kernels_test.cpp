@@ -1,0 +1,70 @@
+#include "encoding/byte_kernels.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <random>
+
+#include "support/bytes.h"
+
+namespace jv {
+namespace {
+
+// Bytes that sit on both sides of every boundary that a kernel knows, the common ones more than once.
+constexpr auto kBoundaries =
+    std::to_array<std::uint8_t>({0x00, 0x0A, 0x0B, 0x0D, 0x0E, 0x0F, 0x10, 0x1A, 0x1B, 0x1C, 'a', 'b',
+                                 0x7F, 0x80, 0xBF, 0xC0, 0xC3, 0xE3, 0xEF, 0xF0, 0xFF, 'x',  'y', 'z'});
+constexpr auto kPlainMostly = std::to_array<std::uint8_t>({'a', 'b', 'c', 'd', 'e', ' ', '.', 'f', 'g', 'h', 'i', 'j'});
+
+void expectLikeReference(const ByteKernels& kernels, reference::Bytes text) {
+  EXPECT_EQ(kernels.isPossibleUTF8(text), reference::isPossibleUTF8(text));
+  EXPECT_EQ(kernels.isPossibleUTF16(text), reference::isPossibleUTF16(text));
+  EXPECT_EQ(kernels.containsHighASCII(text), reference::containsHighASCII(text));
+  EXPECT_EQ(kernels.plainPrefix(text, 0), reference::plainPrefix(text));
+  EXPECT_EQ(kernels.findLineBreak(text, 0), reference::findLineBreak(text, 0));
+}
+
+/// Plain text with one or two bytes put in at @p at and behind: what decides is alone in its vector.
+test::Bytes plainBut(std::mt19937& random, std::size_t size, std::size_t at, std::uint8_t first, std::uint8_t second) {
+  test::Bytes text = test::drawn(random, size, kPlainMostly);
+  if (at < size) text[at] = first;
+  if (at + 1 < size) text[at + 1] = second;
+  return text;
+}
+
+TEST(ByteKernels, AgreeWithTheReferenceAtEveryAlignmentAndLength) {
+  for (const ByteKernels* kernels : runnableByteKernels()) {
+    SCOPED_TRACE(kernels->name);
+    std::mt19937 random(20);  // the same bytes each time
+    for (std::size_t size = 0; size < 400; ++size) {
+      const std::size_t offset = size % 67;
+      test::Bytes room = test::drawn(random, size + offset, kBoundaries);
+      expectLikeReference(*kernels, reference::Bytes(room).subspan(offset));
+      const std::size_t at = size == 0 ? 0 : random() % size;
+      for (const std::uint8_t first : kBoundaries) {
+        const test::Bytes text = plainBut(random, size, at, first, kBoundaries[random() % kBoundaries.size()]);
+        expectLikeReference(*kernels, text);
+      }
+    }
+  }
+}
+
+TEST(ByteKernels, SeeEveryPairAtEveryPlaceOfAVector) {
+  for (const ByteKernels* kernels : runnableByteKernels()) {
+    SCOPED_TRACE(kernels->name);
+    test::Bytes text(300, 'a');
+    for (std::size_t at = 0; at + 1 < text.size(); at += 7) {
+      for (const std::uint8_t first : kBoundaries) {
+        for (const std::uint8_t second : kBoundaries) {
+          text[at] = first;
+          text[at + 1] = second;
+          expectLikeReference(*kernels, text);
+        }
+      }
+      text[at] = text[at + 1] = 'a';
+    }
+  }
+}
+
+}  // namespace
+}  // namespace jv

@@ -1,0 +1,112 @@
+#include "platform/FileContents.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "support/temporary_folder.h"
+
+namespace jv {
+namespace {
+
+TEST(FileContents, ReadsWhatAFileHoldsAndNothingElse) {
+  const test::TemporaryFolder folder;
+  const auto contents = FileContents::of(folder.write("a\xFF\n.txt", "text"));
+  ASSERT_TRUE(contents);
+  EXPECT_EQ(std::string(contents->bytes().begin(), contents->bytes().end()), "text");
+
+  EXPECT_TRUE(FileContents::of(folder.write("empty", ""))->bytes().empty());
+  EXPECT_GT(FileContents::of("/proc/self/status")->bytes().size(), 100u) << "the kernel tells a size of 0 for these";
+  EXPECT_FALSE(FileContents::of((folder.path() / "missing").string()));
+  EXPECT_FALSE(FileContents::of(folder.path().string())) << "a folder";
+  EXPECT_FALSE(FileContents::of(std::string_view("/etc/passwd\0x", 13))) << "the name must not be cut at the zero";
+}
+
+TEST(FileContents, ReadsAPipeToItsEnd) {
+  const test::TemporaryFolder folder;
+  const std::string pipe = (folder.path() / "pipe").string();
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const std::string command = "head -c 300000 /dev/zero > '" + pipe + "' &";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  EXPECT_EQ(FileContents::of(pipe)->bytes().size(), 300000u);
+}
+
+class LargeFile : public testing::Test {
+ protected:
+  LargeFile() : path_(folder_.write("large", "x")) { std::filesystem::resize_file(path_, FileContents::kMappedFrom); }
+
+  test::TemporaryFolder folder_;
+  std::string path_;
+};
+
+TEST_F(LargeFile, ThatShrinksReadsAsZerosAndTells) {
+  const auto contents = FileContents::of(path_);
+  ASSERT_TRUE(contents);
+  ASSERT_EQ(contents->bytes().size(), FileContents::kMappedFrom);
+  EXPECT_EQ(contents->bytes()[0], 'x');
+  EXPECT_FALSE(contents->shrank());
+  std::filesystem::resize_file(path_, 0);
+  EXPECT_EQ(contents->bytes()[FileContents::kMappedFrom / 2], 0);
+  EXPECT_EQ(contents->bytes()[0], 0);
+  EXPECT_TRUE(contents->shrank());
+}
+
+TEST_F(LargeFile, MayHaveHoles) {
+  const std::string end = "the end";
+  {
+    std::fstream file(path_, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(static_cast<std::streamoff>(FileContents::kMappedFrom / 2 + 5)) << "middle";
+    file.seekp(static_cast<std::streamoff>(FileContents::kMappedFrom)) << end;
+  }
+  const auto mapped = FileContents::of(path_);
+  const auto read = FileContents::of(path_, FileContents::Means::read);
+  ASSERT_TRUE(mapped && read);
+  EXPECT_EQ(mapped->bytes().size(), FileContents::kMappedFrom + end.size());
+  EXPECT_TRUE(std::ranges::equal(mapped->bytes(), read->bytes()));
+}
+
+TEST_F(LargeFile, IsReadWhenAskedFor) {
+  const auto contents = FileContents::of(path_, FileContents::Means::read);
+  ASSERT_TRUE(contents);
+  std::filesystem::resize_file(path_, 0);
+  EXPECT_EQ(contents->bytes()[0], 'x');
+  EXPECT_FALSE(contents->shrank());
+}
+
+bool isDefault(int signal) {
+  struct sigaction now = {};
+  sigaction(signal, nullptr, &now);
+  return (now.sa_flags & SA_SIGINFO) == 0 && now.sa_handler == SIG_DFL;
+}
+
+TEST_F(LargeFile, GivesTheSignalsHandlerBack) {
+  std::signal(SIGBUS, SIG_DFL);  // a sanitizer has its own
+  {
+    const auto one = FileContents::of(path_);
+    const auto other = FileContents::of(path_);
+    EXPECT_FALSE(isDefault(SIGBUS));
+  }
+  EXPECT_TRUE(isDefault(SIGBUS));
+}
+
+/// A fault that is none of a guarded mapping's.
+void faultElsewhere(const std::string& path) {
+  const rlimit noCoreFile = {0, 0};
+  setrlimit(RLIMIT_CORE, &noCoreFile);
+  std::signal(SIGBUS, SIG_DFL);
+  const auto contents = FileContents::of(path);
+  (void)raise(SIGBUS);  // asks for the default action
+  (void)raise(SIGBUS);  // gets it
+}
+
+TEST_F(LargeFile, LeavesOtherFaultsToWhoeverHadThem) {
+  EXPECT_EXIT(faultElsewhere(path_), testing::KilledBySignal(SIGBUS), "");
+}
+
+}  // namespace
+}  // namespace jv
