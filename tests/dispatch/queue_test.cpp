@@ -212,16 +212,16 @@ TEST(ThreadPool, GrowsWhenHandlersSpin) {
 
 TEST(ThreadPool, RunsGlobalWorkSideBySideAndSerialQueuesBesides) {
   constexpr int kPieces = 40;
-  std::barrier meeting(kPieces + 1);
+  const auto meeting = std::make_shared<std::barrier<>>(kPieces + 1);  // the last piece may leave it after the test
   for (int i = 0; i < kPieces; ++i) {
-    DispatchQueue::globalQueue().async([&] {
-      meeting.arrive_and_wait();
-      meeting.arrive_and_wait();
+    DispatchQueue::globalQueue().async([meeting] {
+      meeting->arrive_and_wait();
+      meeting->arrive_and_wait();
     });
   }
-  meeting.arrive_and_wait();  // all of them block now
+  meeting->arrive_and_wait();  // all of them block now
   finish(DispatchQueue::create());
-  meeting.arrive_and_wait();
+  meeting->arrive_and_wait();
 }
 
 TEST(ThreadPool, HasNoThreadAtRestHoweverManyQueuesThereAre) {
