@@ -15,6 +15,8 @@ jv::Facility<Process>& facility() {
 
 ResourceShortage::~ResourceShortage() = default;
 Waitable::~Waitable() = default;
+FileHandle::~FileHandle() = default;
+Task::~Task() = default;
 Pipe::~Pipe() = default;
 Process::~Process() = default;
 

@@ -42,6 +42,7 @@ class JV_EXPORT Waitable {
 /// One end of a pipe.
 class JV_EXPORT FileHandle : public Waitable {
  public:
+  ~FileHandle() override;
   /// Writes what the pipe takes of @p data and cuts it off its front. True when this is over: all is written, or
   /// nobody is left to read it and the rest is dropped. The process gets no signal for that. False: wait and go on.
   virtual bool writeData(std::string_view& data) = 0;
@@ -71,6 +72,7 @@ enum class TerminationReason : std::uint8_t { exit, uncaughtSignal };
 /// `Process`, texts) must outlive it, or for texts the launch. Its readiness is its end.
 class JV_EXPORT Task : public Waitable {
  public:
+  ~Task() override;
   virtual void setStandardInput(Pipe& pipe) = 0;
   virtual void setStandardOutput(Pipe& pipe) = 0;
   virtual void setStandardError(Pipe& pipe) = 0;
