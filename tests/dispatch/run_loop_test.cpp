@@ -118,6 +118,15 @@ TEST_F(MainRunLoop, GoesOnInAnInnerLoop) {
   EXPECT_EQ(inner([] {}), "a()bcd") << "none";
 }
 
+TEST_F(MainRunLoop, StaysReadableInAHandlerWhileOthersWait) {
+  std::string log;
+  for (const char* name : {"a", "b", "c"}) {
+    post([&log, name] { log += name + std::string(readable() ? "+" : "-"); });
+  }
+  loop().drain();
+  EXPECT_EQ(log, "a+b+c-");
+}
+
 TEST_F(MainRunLoop, RunsUntilItIsStopped) {
   int ran = 0;
   post([&] { ++ran; });
