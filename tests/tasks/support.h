@@ -2,7 +2,6 @@
 #pragma once
 
 #include <JorvaneFoundation/dispatch/NSRunLoop.h>
-#include <JorvaneFoundation/platform/Process.h>
 #include <JorvaneFoundation/tasks/NSTask.h>
 
 #include <gtest/gtest.h>
@@ -95,15 +94,5 @@ class DescriptorLimit {
  private:
   rlimit before_;
 };
-
-/// UndefinedBehaviorSanitizer makes a pipe when it first sees an object of a class, which is too late once there is no
-/// descriptor left.
-inline void showShortageToSanitizer() {
-  try {
-    throw JVPlatform::ResourceShortage("Any", "Any");
-  } catch (const JVFoundation::NSException& exception) {
-    EXPECT_EQ(exception.reason(), "Any");
-  }
-}
 
 }  // namespace jvtest
