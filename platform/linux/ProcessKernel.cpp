@@ -45,8 +45,9 @@ class PipeEnd final : public JVPlatform::FileHandle {
 
   bool readDataToEndOfFile(std::string& data) override {
     int waiting = 0;
-    ioctl(watch_.descriptor(), FIONREAD, &waiting);
-    return waiting > 0 ? readMany(data, static_cast<std::size_t>(waiting)) : readFew(data);
+    if (expectMany_) ioctl(watch_.descriptor(), FIONREAD, &waiting);
+    expectMany_ = waiting > kFew;
+    return expectMany_ ? readMany(data, static_cast<std::size_t>(waiting)) : readFew(data);
   }
 
   void closeFile() override { watch_.close(); }
@@ -70,10 +71,12 @@ class PipeEnd final : public JVPlatform::FileHandle {
   }
 
   bool readFew(std::string& data) {
-    std::array<char, 4096> few;
+    std::array<char, kFew> few;
     const ssize_t count = readOnce(few.data(), few.size());
+    const int error = errno;
     if (count > 0) data.append(few.data(), static_cast<std::size_t>(count));
-    return isEnd(count, errno);
+    expectMany_ = count == kFew;
+    return isEnd(count, error);
   }
 
   ssize_t readOnce(char* to, std::size_t size) {
@@ -90,7 +93,11 @@ class PipeEnd final : public JVPlatform::FileHandle {
     return true;
   }
 
+  // Most outputs are small, and take one call to the system instead of two.
+  static constexpr int kFew = 16 * 1024;
+
   Watch watch_;
+  bool expectMany_ = false;
 };
 
 class KernelPipe final : public JVPlatform::Pipe {
