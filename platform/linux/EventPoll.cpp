@@ -43,7 +43,13 @@ void EventPoll::watch(int descriptor, std::uint64_t token) { add(poll_, descript
 
 void EventPoll::unwatch(int descriptor) noexcept { epoll_ctl(poll_, EPOLL_CTL_DEL, descriptor, nullptr); }
 
-void EventPoll::wake() noexcept { eventfd_write(wake_, 1); }
+void EventPoll::wake() noexcept {
+  // Whoever makes this call makes it once, and what is lost here leaves the loop asleep for ever.
+  constexpr int kTries = 10;
+  for (int tries = 0; tries < kTries && eventfd_write(wake_, 1) < 0 && wake_ >= 0; ++tries) {
+    if (errno == EAGAIN) clearWake();  // so many calls that the count is full
+  }
+}
 
 void EventPoll::clearWake() noexcept {
   eventfd_t count;

@@ -12,6 +12,7 @@ FAULTS = {
     "clone": ["EAGAIN", "ENOMEM"],
     "clone3": ["EAGAIN"],  # threads
     "read": ["EINTR", "EIO"],
+    "write": ["EINTR", "EIO"],
     "pwritev2": ["EINTR", "EIO", "EPIPE", "EOPNOTSUPP"],
     "poll": ["EINTR", "ENOMEM"],
     "ioctl": ["EINVAL"],
