@@ -1,7 +1,7 @@
 /// Points, sizes and rectangles: plain records of 64-bit floating-point numbers, for C and C++.
 ///
-/// The unit is the point, one 72nd of an inch by name, and what the window system counts in by use. The records say
-/// nothing about the direction of y; where it matters, the function that takes one does.
+/// The unit is the point, in which windows and screens are measured. The records say nothing about the direction of y;
+/// where it matters, the function that takes one does.
 #pragma once
 
 typedef struct NSPoint {
