@@ -9,6 +9,7 @@ set(CMAKE_C_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 find_package(Threads REQUIRED)
+find_package(PkgConfig)
 
 # Flags of everything that is built here; clients get none of them.
 add_library(jorvane_flags INTERFACE)
@@ -47,6 +48,7 @@ target_link_libraries(jorvane_objects PRIVATE jorvane_flags)
 set(JV_BUILD_INCLUDE ${PROJECT_BINARY_DIR}/include)
 file(MAKE_DIRECTORY ${JV_BUILD_INCLUDE}/JorvaneFoundation)
 target_include_directories(jorvane_objects PRIVATE ${JV_BUILD_INCLUDE} ${PROJECT_SOURCE_DIR})
+target_compile_definitions(jorvane_objects PRIVATE JV_VERSION_TEXT="${PROJECT_VERSION}")
 
 target_link_libraries(JorvaneFoundation PRIVATE jorvane_objects jorvane_flags)
 target_include_directories(JorvaneFoundation INTERFACE
@@ -86,4 +88,34 @@ function(jv_room NAME)
   set_property(GLOBAL APPEND PROPERTY JV_HEADERS ${ARG_HEADERS})
   set_property(GLOBAL APPEND PROPERTY JV_C_HEADERS ${ARG_C_HEADERS})
   set_property(GLOBAL APPEND PROPERTY JV_APART_HEADERS ${ARG_APART_HEADERS})
+endfunction()
+
+# jv_module(NAME SOURCES … PACKAGES …)
+# A shared object that the library loads when it first needs it, from the folder JorvaneFoundation beside itself. PACKAGES
+# are the names that pkg-config knows the system libraries by; without one of them the module is left out, and with it
+# what it answers.
+function(jv_module NAME)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;PACKAGES")
+  set(target jorvane_module_${NAME})
+  if(PKG_CONFIG_FOUND)
+    pkg_check_modules(${target} IMPORTED_TARGET QUIET ${ARG_PACKAGES})
+  endif()
+  if(NOT ${target}_FOUND)
+    list(JOIN ARG_PACKAGES ", " packages)
+    message(STATUS "Module ${NAME} is left out: it needs ${packages}")
+    return()
+  endif()
+  add_library(${target} MODULE ${ARG_SOURCES})
+  target_include_directories(${target} PRIVATE ${JV_BUILD_INCLUDE} ${PROJECT_SOURCE_DIR})
+  target_compile_definitions(${target} PRIVATE JV_VERSION_TEXT="${PROJECT_VERSION}")
+  target_link_libraries(${target} PRIVATE JorvaneFoundation::JorvaneFoundation jorvane_flags PkgConfig::${target})
+  set_target_properties(${target} PROPERTIES
+    OUTPUT_NAME ${NAME}
+    PREFIX ""
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/JorvaneFoundation
+    INSTALL_RPATH "$ORIGIN/..")
+  set_property(GLOBAL APPEND PROPERTY JV_MODULES ${target})
+  install(TARGETS ${target} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/JorvaneFoundation COMPONENT modules)
 endfunction()
