@@ -9,8 +9,8 @@
 
 namespace {
 
-using jvtest::Four;
-using jvtest::numbersOf;
+using jv::test::Four;
+using jv::test::numbersOf;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 

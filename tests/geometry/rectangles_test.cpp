@@ -9,9 +9,9 @@
 
 namespace {
 
-using jvtest::Four;
-using jvtest::numbersOf;
-using jvtest::Two;
+using jv::test::Four;
+using jv::test::numbersOf;
+using jv::test::Two;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr NSRect kSquare = {{0, 0}, {10, 10}};

@@ -5,7 +5,7 @@
 
 #include <array>
 
-namespace jvtest {
+namespace jv::test {
 
 using Two = std::array<double, 2>;
 using Four = std::array<double, 4>;
@@ -13,4 +13,4 @@ using Four = std::array<double, 4>;
 inline Two numbersOf(NSPoint point) { return {point.x, point.y}; }
 inline Four numbersOf(NSRect rect) { return {rect.origin.x, rect.origin.y, rect.size.width, rect.size.height}; }
 
-}  // namespace jvtest
+}  // namespace jv::test
