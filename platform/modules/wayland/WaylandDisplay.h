@@ -13,7 +13,7 @@ namespace jv {
 class WaylandDisplay {
  public:
   /// How long the compositor may take for an answer.
-  static constexpr std::chrono::seconds kPatience{5};
+  static constexpr std::chrono::seconds kPatience{3};
 
   /// Connects to the compositor at the socket @p display.
   explicit WaylandDisplay(const char* display) noexcept;

@@ -2,20 +2,23 @@
 
 #include <xcb/xcbext.h>
 
+#include "platform/modules/x11/connect.h"
 #include "platform/waiting.h"
 
 namespace jv {
 
-X11Connection::X11Connection(const char* display) noexcept {
+X11Connection::X11Connection(const char* display) {
   int number = 0;
-  connection_ = xcb_connect(display, &number);
+  connection_ = connectToX11(display, number, kPatience);
   if (isLost()) return;
   auto screen = xcb_setup_roots_iterator(xcb_get_setup(connection_));
   while (number-- > 0 && screen.rem > 1) xcb_screen_next(&screen);
   if (screen.rem > 0) root_ = screen.data->root;
 }
 
-X11Connection::~X11Connection() { xcb_disconnect(connection_); }
+X11Connection::~X11Connection() {
+  if (connection_) xcb_disconnect(connection_);
+}
 
 void* X11Connection::await(unsigned sequence) noexcept {
   const auto deadline = std::chrono::steady_clock::now() + kPatience;

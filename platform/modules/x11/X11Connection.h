@@ -20,10 +20,10 @@ using X11Reply = std::unique_ptr<Reply, Freed>;
 class X11Connection {
  public:
   /// How long the server may take for an answer.
-  static constexpr std::chrono::seconds kPatience{5};
+  static constexpr std::chrono::seconds kPatience{3};
 
   /// Connects to @p display; look at `isLost` afterwards.
-  explicit X11Connection(const char* display) noexcept;
+  explicit X11Connection(const char* display);
   X11Connection(const X11Connection&) = delete;
   X11Connection& operator=(const X11Connection&) = delete;
   ~X11Connection();
@@ -33,7 +33,7 @@ class X11Connection {
   [[nodiscard]] xcb_window_t root() const noexcept { return root_; }
 
   /// Whether the server has gone, never came, or has run out of patience. Final.
-  [[nodiscard]] bool isLost() const noexcept { return stalled_ || xcb_connection_has_error(connection_) != 0; }
+  [[nodiscard]] bool isLost() const noexcept { return stalled_ || !connection_ || xcb_connection_has_error(connection_) != 0; }
 
   /// The answer to the request of @p cookie; null when the server refuses it or the connection is lost.
   template <class Reply, class Cookie>
@@ -47,7 +47,7 @@ class X11Connection {
  private:
   void* await(unsigned sequence) noexcept;
 
-  xcb_connection_t* connection_;
+  xcb_connection_t* connection_ = nullptr;
   xcb_window_t root_ = XCB_NONE;
   bool stalled_ = false;
 };

@@ -7,8 +7,7 @@
 
 namespace jv {
 
-/// Connects to the X server and screen @p display; null when that fails. Blocks as long as the server takes to answer,
-/// which is the system's own time limit for a server on another machine.
+/// Connects to the X server and screen @p display; null when that fails or takes too long.
 std::unique_ptr<MonitorSource> openX11Monitors(const char* display) noexcept;
 
 }  // namespace jv
