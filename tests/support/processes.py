@@ -22,14 +22,19 @@ def path_of(program):
 
 def read_line(descriptor, process):
     """The first line that comes through @descriptor, before @process ends."""
+    ended = os.pidfd_open(process.pid)
     line = b""
-    while not line.endswith(b"\n"):
-        if not select.select([descriptor], [], [], BOUND)[0]:
-            raise TimeoutError(f"{process.args[0]} says nothing")
-        piece = os.read(descriptor, 1)
-        if not piece:
-            raise Missing(f"{process.args[0]} does not start here")
-        line += piece
+    try:
+        while not line.endswith(b"\n"):
+            ready = select.select([descriptor, ended], [], [], BOUND)[0]
+            if not ready:
+                raise TimeoutError(f"{process.args[0]} says nothing")
+            piece = os.read(descriptor, 1) if descriptor in ready else b""
+            if not piece:
+                raise Missing(f"{process.args[0]} does not start here")
+            line += piece
+    finally:
+        os.close(ended)
     return line.decode().strip()
 
 

@@ -26,6 +26,18 @@ class WaylandCompositor:
     def __enter__(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="jv-test-"))
         try:
+            self.ready, self.config = self.folder / "ready", self.folder / "config"
+            os.mkfifo(self.ready)
+            lines = ["xwayland disable"]
+            lines += [f"output HEADLESS-{number} {settings(output)}" for number, output in enumerate(self.outputs, 1)]
+            lines += [f"exec echo $WAYLAND_DISPLAY > {self.ready}"]
+            self.config.write_text("\n".join(lines) + "\n", encoding="utf-8")
+            # The compositor does not work for root; root may connect to anybody's.
+            self.as_whom = {}
+            if os.geteuid() == 0:
+                self.as_whom = {"user": NOBODY, "group": NOBODY, "extra_groups": []}
+                for path in self.folder, self.ready:
+                    os.chown(path, NOBODY, NOBODY)
             self.start()
         except BaseException:
             shutil.rmtree(self.folder)
@@ -33,28 +45,15 @@ class WaylandCompositor:
         return self
 
     def start(self):
-        ready = self.folder / "ready"
-        os.mkfifo(ready, 0o666)
-        config = self.folder / "config"
-        lines = ["xwayland disable"]
-        lines += [f"output HEADLESS-{number} {settings(output)}" for number, output in enumerate(self.outputs, 1)]
-        lines += [f"exec echo $WAYLAND_DISPLAY > {ready}"]
-        config.write_text("\n".join(lines) + "\n", encoding="utf-8")
-        # The compositor does not work for root; root may connect to anybody's.
-        as_nobody = {}
-        if os.geteuid() == 0:
-            as_nobody = {"user": NOBODY, "group": NOBODY, "extra_groups": []}
-            for path in (self.folder, ready):
-                os.chown(path, NOBODY, NOBODY)
         environment = {
             "PATH": os.environ["PATH"], "HOME": str(self.folder), "XDG_RUNTIME_DIR": str(self.folder),
             "SWAYSOCK": str(self.folder / "control"), "WLR_BACKENDS": "headless",
             "WLR_HEADLESS_OUTPUTS": str(len(self.outputs)), "WLR_RENDERER": "pixman", "WLR_LIBINPUT_NO_DEVICES": "1",
         }
         # Both ends, so that there is an end to wait for before anybody writes.
-        descriptor = os.open(ready, os.O_RDWR)
+        descriptor = os.open(self.ready, os.O_RDWR)
         try:
-            self.process = subprocess.Popen([path_of("sway"), "-c", str(config)], env=environment, **as_nobody,
+            self.process = subprocess.Popen([path_of("sway"), "-c", str(self.config)], env=environment, **self.as_whom,
                                             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                                             stderr=subprocess.DEVNULL)
             self.environment = {"XDG_RUNTIME_DIR": str(self.folder)}
@@ -66,8 +65,11 @@ class WaylandCompositor:
         finally:
             os.close(descriptor)
 
-    def __exit__(self, *_):
+    def end(self):
         end(self.process)
+
+    def __exit__(self, *_):
+        self.end()
         shutil.rmtree(self.folder)
 
     def command(self, text):

@@ -15,13 +15,13 @@ from processes import BOUND, end, path_of, read_line
 class XServer:
     """Ends with the `with` that it is used in."""
 
-    def __init__(self, *monitors, size="4000x3000", options=()):
-        self.monitors, self.size, self.options = monitors, size, options
+    def __init__(self, *monitors, size="4000x3000", display=None, options=()):
+        self.monitors, self.size, self.display, self.options = monitors, size, display, options
 
     def __enter__(self):
         read, write = os.pipe()
         # -noreset: else it forgets its monitors when its last client leaves.
-        command = [path_of("Xvfb"), "-displayfd", str(write), "-screen", "0", self.size + "x24", "-nolisten", "tcp",
+        command = [path_of("Xvfb"), *filter(None, [self.display]), "-displayfd", str(write), "-screen", "0", self.size + "x24", "-nolisten", "tcp",
                    "-noreset", *self.options]
         self.process = subprocess.Popen(command, pass_fds=[write], stdin=subprocess.DEVNULL,
                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
@@ -40,8 +40,11 @@ class XServer:
             os.close(read)
         return self
 
-    def __exit__(self, *_):
+    def end(self):
         end(self.process)
+
+    def __exit__(self, *_):
+        self.end()
 
     def xrandr(self, *arguments):
         subprocess.run([path_of("xrandr"), "--display", self.display, *arguments], check=True, timeout=BOUND,

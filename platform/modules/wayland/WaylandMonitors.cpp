@@ -60,7 +60,7 @@ class WaylandMonitors final : public MonitorSource {
   }
 
   void add(std::uint32_t number, std::string_view interface, std::uint32_t version) {
-    if (interface == wl_output_interface.name) {
+    if (interface == wl_output_interface.name && version >= WaylandOutput::kLeastOutputVersion) {
       outputs_.push_back(std::make_unique<WaylandOutput>(registry_.get(), number, version));
       if (manager_) outputs_.back()->askForPlace(manager_.get());
     } else if (interface == zxdg_output_manager_v1_interface.name && !manager_) {

@@ -75,15 +75,12 @@ void WaylandOutput::settle() {
 }
 
 std::optional<Monitor> WaylandOutput::monitor() const {
-  // The first version of the protocol has no end at all.
-  const bool endless = output_ && wl_output_get_version(output_.get()) < WL_OUTPUT_DONE_SINCE_VERSION && !placed_;
-  const Facts& facts = endless ? coming_ : facts_;
-  const NSSize pixels = facts.sideways ? NSSize{facts.mode.height, facts.mode.width} : facts.mode;
-  const NSSize size = facts.size.value_or(NSSize{pixels.width / facts.scale, pixels.height / facts.scale});
+  const NSSize pixels = facts_.sideways ? NSSize{facts_.mode.height, facts_.mode.width} : facts_.mode;
+  const NSSize size = facts_.size.value_or(NSSize{pixels.width / facts_.scale, pixels.height / facts_.scale});
   if (isEmpty(size)) return std::nullopt;
-  return Monitor{.name = facts.name,
-                 .frame = {facts.place.value_or(facts.origin), size},
-                 .scale = isEmpty(pixels) ? facts.scale : pixels.width / size.width};
+  return Monitor{.name = facts_.name,
+                 .frame = {facts_.place.value_or(facts_.origin), size},
+                 .scale = isEmpty(pixels) ? facts_.scale : pixels.width / size.width};
 }
 
 }  // namespace jv

@@ -16,7 +16,8 @@ namespace jv {
 /// Listens to the events about an output, which take effect together when the compositor says that it is done.
 class WaylandOutput {
  public:
-  /// The versions of the protocol that are understood.
+  /// The versions of the protocol that are understood. The very first one has no end to what it tells.
+  static constexpr std::uint32_t kLeastOutputVersion = WL_OUTPUT_DONE_SINCE_VERSION;
   static constexpr std::uint32_t kOutputVersion = WL_OUTPUT_NAME_SINCE_VERSION;
   static constexpr std::uint32_t kManagerVersion = 3;
 

@@ -33,7 +33,9 @@ class X11Connection {
   [[nodiscard]] xcb_window_t root() const noexcept { return root_; }
 
   /// Whether the server has gone, never came, or has run out of patience. Final.
-  [[nodiscard]] bool isLost() const noexcept { return stalled_ || !connection_ || xcb_connection_has_error(connection_) != 0; }
+  [[nodiscard]] bool isLost() const noexcept {
+    return stalled_ || !connection_ || xcb_connection_has_error(connection_) != 0;
+  }
 
   /// The answer to the request of @p cookie; null when the server refuses it or the connection is lost.
   template <class Reply, class Cookie>

@@ -17,7 +17,7 @@ namespace {
 struct Attempt {
   std::mutex mutex;
   std::condition_variable ended;
-  bool isOver = false;   ///< there is a result, or nobody waits for one any more
+  bool isOver = false;  ///< there is a result, or nobody waits for one any more
   xcb_connection_t* connection = nullptr;
   int screen = 0;
 };
