@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <exception>
 #include <utility>
 
 #include "platform/Defaults.h"
@@ -47,8 +48,36 @@ SessionScreens::SessionScreens(std::vector<Opener> openers, std::function<Clock:
     : openers_(std::move(openers)), now_(std::move(now)) {}
 
 JVPlatform::Screens::List SessionScreens::screens() {
-  const std::lock_guard lock(mutex_);
-  return screensOf(monitors().value_or(std::vector<Monitor>()));
+  std::unique_lock lock(mutex_);
+  // The answer to a question that is on its way may be older than this call.
+  const std::uint64_t wanted = questions_ + 1;
+  while (answeredQuestion_ < wanted) {
+    if (asking_) {
+      answered_.wait(lock);
+    } else {
+      ask(lock);
+    }
+  }
+  return answer_;
+}
+
+void SessionScreens::ask(std::unique_lock<std::mutex>& lock) {
+  const std::uint64_t question = ++questions_;
+  asking_ = true;
+  lock.unlock();
+  List answer;
+  std::exception_ptr failure;
+  try {
+    answer = screensOf(monitors().value_or(std::vector<Monitor>()));
+  } catch (...) {  // out of memory; another thread may have more luck
+    failure = std::current_exception();
+  }
+  lock.lock();
+  asking_ = false;
+  answered_.notify_all();
+  if (failure) std::rethrow_exception(failure);
+  answer_.swap(answer);
+  answeredQuestion_ = question;
 }
 
 std::optional<std::vector<Monitor>> SessionScreens::monitors() {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -18,7 +20,8 @@ namespace jv {
 /// the origin, the others keep their order, and y grows upwards. Without a primary one, the first one is.
 JVPlatform::Screens::List screensOf(std::vector<Monitor> monitors);
 
-/// Asks the first window system that answers, stays with it while it does, and looks for another one afterwards.
+/// Asks the first window system that answers, stays with it while it does, and looks for another one afterwards. One
+/// question is on its way at a time; threads that come meanwhile share the answer to the next one.
 class SessionScreens final : public JVPlatform::Screens {
  public:
   using Clock = std::chrono::steady_clock;
@@ -34,14 +37,23 @@ class SessionScreens final : public JVPlatform::Screens {
   List screens() override;
 
  private:
+  void ask(std::unique_lock<std::mutex>& lock);
   std::optional<std::vector<Monitor>> monitors();
   std::optional<std::vector<Monitor>> firstAnswer();
 
   std::vector<Opener> openers_;
   std::function<Clock::time_point()> now_;
-  std::mutex mutex_;  // held for the round trip: a source is for one thread at a time
+
+  // Used by the thread that asks, without the lock.
   std::unique_ptr<MonitorSource> source_;
   std::optional<Clock::time_point> lastVain_;
+
+  std::mutex mutex_;
+  std::condition_variable answered_;
+  bool asking_ = false;
+  std::uint64_t questions_ = 0;  ///< begun so far
+  std::uint64_t answeredQuestion_ = 0;
+  List answer_;  ///< to that one
 };
 
 }  // namespace jv

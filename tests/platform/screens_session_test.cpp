@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -147,6 +149,37 @@ TEST_F(Session, LooksForAWindowSystemOnceASecond) {
 
   other_.lost = 1;
   EXPECT_THAT(names(), ElementsAre("other")) << "the pause is over with the first answer";
+}
+
+TEST(Threads, GetNoAnswerFromBeforeTheirQuestion) {
+  // Each answer bears its number, as a name.
+  struct Counting final : jv::MonitorSource {
+    explicit Counting(std::atomic<int>& itsAnswers) : answers(itsAnswers) {}
+    std::optional<std::vector<Monitor>> monitors() noexcept override {
+      EXPECT_FALSE(busy.exchange(true)) << "a source is for one thread at a time";
+      std::vector answer{Monitor{std::to_string(++answers), {}, 1, true}};
+      busy = false;
+      return answer;
+    }
+    std::atomic<int>& answers;
+    std::atomic<bool> busy = false;
+  };
+  constexpr int kThreads = 4, kQuestions = 5000;
+  std::atomic<int> answers = 0;
+  SessionScreens screens({[&] { return std::make_unique<Counting>(answers); }});
+  std::atomic<int> stale = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&] {
+      for (int asked = 0; asked < kQuestions; ++asked) {
+        const int before = answers;
+        stale += std::stoi(screens.screens().front()->name()) <= before;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(stale, 0);
+  EXPECT_LE(answers, kThreads * kQuestions);
 }
 
 }  // namespace
