@@ -34,7 +34,8 @@ std::unique_ptr<MonitorSource> open(const char* variable, std::string_view modul
 }  // namespace
 
 JVPlatform::Screens::List screensOf(std::vector<Monitor> monitors) {
-  std::ranges::stable_partition(monitors, &Monitor::primary);
+  const auto primary = std::ranges::find_if(monitors, &Monitor::primary);
+  if (primary != monitors.end()) std::rotate(monitors.begin(), primary, primary + 1);
   JVPlatform::Screens::List screens;
   screens.reserve(monitors.size());
   for (Monitor& monitor : monitors) {

@@ -77,14 +77,14 @@ class WaylandMonitors final : public MonitorSource {
   }
 
   // Called by C code, which no exception may pass: where memory runs out, the process ends.
-  static constexpr wl_registry_listener kRegistryListener = {
-      .global =
-          [](void* self, wl_registry*, std::uint32_t number, const char* interface, std::uint32_t version) noexcept {
-            static_cast<WaylandMonitors*>(self)->add(number, interface, version);
-          },
-      .global_remove = [](void* self, wl_registry*,
-                          std::uint32_t number) noexcept { static_cast<WaylandMonitors*>(self)->remove(number); },
-  };
+  static void onGlobal(void* self, wl_registry*, std::uint32_t number, const char* interface,
+                       std::uint32_t version) noexcept {
+    static_cast<WaylandMonitors*>(self)->add(number, interface, version);
+  }
+  static void onGlobalRemove(void* self, wl_registry*, std::uint32_t number) noexcept {
+    static_cast<WaylandMonitors*>(self)->remove(number);
+  }
+  static constexpr wl_registry_listener kRegistryListener = {.global = onGlobal, .global_remove = onGlobalRemove};
 
   WaylandDisplay display_;
   WaylandObject<wl_registry> registry_;
