@@ -4,12 +4,14 @@
 #include <memory>
 
 #include <JorvaneFoundation/platform/Process.h>
+#include <JorvaneFoundation/platform/Screens.h>
 #include <JorvaneFoundation/platform/SystemLog.h>
 #include <JorvaneFoundation/platform/TextSniffer.h>
 
 namespace jv {
 
 std::shared_ptr<JVPlatform::Process> makeProcess();
+std::shared_ptr<JVPlatform::Screens> makeScreens();
 std::shared_ptr<JVPlatform::SystemLog> makeSystemLog();
 std::shared_ptr<JVPlatform::TextSniffer> makeTextSniffer();
 

@@ -1,9 +1,12 @@
-#include "platform/X11Module.h"
 #include "platform/ModuleEntry.h"
+#include "platform/X11Module.h"
+#include "platform/modules/x11/X11Monitors.h"
 
 namespace {
 
-constexpr jv::X11Module kTable{};
+constexpr jv::X11Module kTable{
+    .openMonitors = jv::openX11Monitors,
+};
 
 }  // namespace
 
