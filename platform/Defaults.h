@@ -3,16 +3,20 @@
 
 #include <memory>
 
+#include <JorvaneFoundation/platform/FontManager.h>
 #include <JorvaneFoundation/platform/Process.h>
 #include <JorvaneFoundation/platform/Screens.h>
 #include <JorvaneFoundation/platform/SystemLog.h>
+#include <JorvaneFoundation/platform/TextLayout.h>
 #include <JorvaneFoundation/platform/TextSniffer.h>
 
 namespace jv {
 
+std::shared_ptr<JVPlatform::FontManager> makeFontManager();
 std::shared_ptr<JVPlatform::Process> makeProcess();
 std::shared_ptr<JVPlatform::Screens> makeScreens();
 std::shared_ptr<JVPlatform::SystemLog> makeSystemLog();
+std::shared_ptr<JVPlatform::TextLayout> makeTextLayout();
 std::shared_ptr<JVPlatform::TextSniffer> makeTextSniffer();
 
 }  // namespace jv
