@@ -1,6 +1,6 @@
 /// What `keychain/` asks of the platform: to find, add, change and remove the items of the user's keychain.
 ///
-/// Every operation gives a status: 0, or what went wrong. None throws but for a lack of memory. Any thread, any number
+/// Every operation gives a status: 0, or what went wrong. None throws. Any thread, any number
 /// at once; a call blocks as long as the keychain takes to answer, and while the user is asked for the keychain's
 /// password. Texts are bytes with a length, which may stop short of the text's end; what they hold passes unchanged.
 #pragma once
