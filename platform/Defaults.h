@@ -4,6 +4,7 @@
 #include <memory>
 
 #include <JorvaneFoundation/platform/FontManager.h>
+#include <JorvaneFoundation/platform/Keychain.h>
 #include <JorvaneFoundation/platform/Process.h>
 #include <JorvaneFoundation/platform/Screens.h>
 #include <JorvaneFoundation/platform/SystemLog.h>
@@ -13,6 +14,7 @@
 namespace jv {
 
 std::shared_ptr<JVPlatform::FontManager> makeFontManager();
+std::shared_ptr<JVPlatform::Keychain> makeKeychain();
 std::shared_ptr<JVPlatform::Process> makeProcess();
 std::shared_ptr<JVPlatform::Screens> makeScreens();
 std::shared_ptr<JVPlatform::SystemLog> makeSystemLog();

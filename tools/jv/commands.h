@@ -17,6 +17,7 @@ enum ExitStatus : int {
 };
 
 void addEncodingCommand(CLI::App& app, int& status);
+void addKeychainCommand(CLI::App& app, int& status);
 void addRunCommand(CLI::App& app, int& status);
 void addScreensCommand(CLI::App& app, int& status);
 

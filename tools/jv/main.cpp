@@ -27,6 +27,7 @@ int main(int argc, char** argv) try {
 
   int status = jv::kDone;
   jv::addEncodingCommand(app, status);
+  jv::addKeychainCommand(app, status);
   jv::addRunCommand(app, status);
   jv::addScreensCommand(app, status);
   try {
