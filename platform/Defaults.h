@@ -3,12 +3,14 @@
 
 #include <memory>
 
+#include <JorvaneFoundation/platform/EventStream.h>
 #include <JorvaneFoundation/platform/Process.h>
 #include <JorvaneFoundation/platform/SystemLog.h>
 #include <JorvaneFoundation/platform/TextSniffer.h>
 
 namespace jv {
 
+std::shared_ptr<JVPlatform::EventStream> makeEventStream();
 std::shared_ptr<JVPlatform::Process> makeProcess();
 std::shared_ptr<JVPlatform::SystemLog> makeSystemLog();
 std::shared_ptr<JVPlatform::TextSniffer> makeTextSniffer();
