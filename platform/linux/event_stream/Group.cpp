@@ -155,12 +155,13 @@ void Group::takeIn(const std::shared_ptr<Stream>& stream) {
   streams_.push_back(stream);
   stream->begin = Moment::now();
   if (!kernel_.isOpen()) stream->trouble = EMFILE;
-  const auto job = std::make_shared<Job>();
+  stream->number = ++joined_;
+  const auto job = newJob(kNoFolder);
   job->open = 1;
-  job->whenDone = [this, stream] {
+  job->whenDone.emplace_back([this, stream] {
     stream->isReady = true;
     changed_.notify_all();
-  };
+  });
   for (const std::string& path : stream->paths) {
     auto root = std::make_unique<Root>(Root{stream.get(), path, {}});
     if (!path.empty() && path.find('\0') == std::string::npos) {
@@ -168,6 +169,8 @@ void Group::takeIn(const std::shared_ptr<Stream>& stream) {
     }
     stream->roots.push_back(std::move(root));
     resolve(*stream->roots.back(), job);
+    waitForOthers(*stream->roots.back(), job);
+    if (stream->paths.size() == 1) job->top = stream->roots.back()->folder;
   }
   done(job);
 }

@@ -58,9 +58,11 @@ class Group : public std::enable_shared_from_this<Group> {
   };
   /// A scan: one or many folders with all that is below them.
   struct Job {
+    FolderId top = kNoFolder;  // where it begins; none: in many places
+    std::uint64_t joined = 0;  // streams that had joined when it began: to others it tells nothing
     Stamp since;
-    std::size_t open = 0;            // items that are not done
-    std::function<void()> whenDone;  // under the lock
+    std::size_t open = 0;                           // items that are not done
+    std::vector<std::function<void()>> whenDone{};  // called under the lock
   };
   struct Item {
     FolderId folder;
@@ -151,7 +153,9 @@ class Group : public std::enable_shared_from_this<Group> {
 
   // --------------------------------------------------------------------------------------------- GroupScan.cpp
   void scan(FolderId folder, Mode mode, const std::shared_ptr<Job>& job = nullptr);
+  std::shared_ptr<Job> newJob(FolderId top);
   void done(const std::shared_ptr<Job>& job);
+  void waitForOthers(const Root& root, const std::shared_ptr<Job>& job);
   void scanSome();
   void walkers();
   bool step(Walk& walk);
@@ -222,6 +226,8 @@ class Group : public std::enable_shared_from_this<Group> {
   Clock::duration staleDelay_{};
   std::unordered_set<FolderId> unwatched_;
 
+  std::uint64_t joined_ = 0;  // streams so far
+  std::unordered_set<std::shared_ptr<Job>> jobs_;
   std::vector<Item> items_;
   std::size_t walks_ = 0;    // that have an item in hand
   std::size_t walkers_ = 0;  // threads

@@ -35,14 +35,14 @@ void Group::recover() {
   const auto now = Clock::now();
   if (!lostSince_ || isRecovering_ || now < recoverAt_) return;
   isRecovering_ = true;
-  const auto job = std::make_shared<Job>();
+  const auto job = newJob(kNoFolder);
   job->since = before(*lostSince_);
   job->open = 1;
-  job->whenDone = [this, now] {
+  job->whenDone.emplace_back([this, now] {
     isRecovering_ = false;
     recoverAt_ = Clock::now() + (Clock::now() - now);  // so that it takes half of the time at most
     poll_.wake();
-  };
+  });
   lostSince_.reset();
   for (const auto& stream : streams_) {
     for (const auto& root : stream->roots) {
@@ -65,11 +65,11 @@ void Group::lookAround() {
   if (lookAt_ == Clock::time_point()) lookAt_ = now + kLookInterval;
   if (now < lookAt_) return;
   isLooking_ = true;
-  const auto job = std::make_shared<Job>();
+  const auto job = newJob(kNoFolder);
   job->since = before(lookedAt_);
   lookedAt_ = Moment::now();
   job->open = 1;
-  job->whenDone = [this, now] {
+  job->whenDone.emplace_back([this, now] {
     isLooking_ = false;
     const auto taken = Clock::now() - now;
     lookAt_ = Clock::now() + std::max<Clock::duration>(kLookInterval, taken * kLookShare);
@@ -77,7 +77,7 @@ void Group::lookAround() {
       for (const auto& stream : streams_) stream->trouble = 0;
     }
     poll_.wake();
-  };
+  });
   for (Root* const root : polledRoots_) disturbRoot(*root);
   for (const FolderId folder : unwatched_) scan(folder, Mode::look, job);
   done(job);

@@ -214,8 +214,8 @@ void Group::resolveDirty() {
 
 /// What the path of @p root leads to is another thing than before.
 void Group::reportRoot(const Root& root, Root::Kind before) {
-  const bool wasFile = before == Root::Kind::file || root.kind == Root::Kind::file;
-  add(*root.stream, wasFile && !root.stream->wantsFiles ? folderIn(root.given) : root.given);
+  const bool isFile = (root.kind == Root::Kind::missing ? before : root.kind) == Root::Kind::file;
+  add(*root.stream, isFile && !root.stream->wantsFiles ? folderIn(root.given) : root.given);
 }
 
 }  // namespace jv::watching

@@ -23,16 +23,39 @@ constexpr std::size_t kTurn = 32;
 
 }  // namespace
 
-/// Under the lock. Without a job, nobody waits for it.
+std::shared_ptr<Group::Job> Group::newJob(FolderId top) {
+  const auto job = std::make_shared<Job>();
+  job->top = top;
+  job->joined = joined_;
+  jobs_.insert(job);
+  return job;
+}
+
+/// Under the lock. Without a job, it is one of its own.
 void Group::scan(FolderId folder, Mode mode, const std::shared_ptr<Job>& job) {
-  const auto part = job ? job : std::make_shared<Job>();
+  const auto part = job ? job : newJob(folder);
   ++part->open;
   items_.push_back({folder, mode, part});
   if (walkers_ > 0) changed_.notify_all();
 }
 
 void Group::done(const std::shared_ptr<Job>& job) {
-  if (--job->open == 0 && job->whenDone) job->whenDone();
+  if (--job->open > 0) return;
+  const auto held = job;
+  jobs_.erase(held);
+  for (const auto& call : held->whenDone) call();
+}
+
+/// Folders that another scan has in hand count as watched already: @p job is not done before that is. Under the lock.
+void Group::waitForOthers(const Root& root, const std::shared_ptr<Job>& job) {
+  if (root.kind != Root::Kind::folder) return;
+  for (const auto& other : jobs_) {
+    const bool isApart = other->top != kNoFolder && !tree_.has(other->top, kForgotten) &&
+                         !tree_.isWithin(other->top, root.folder) && !tree_.isWithin(root.folder, other->top);
+    if (other == job || isApart) continue;
+    ++job->open;
+    other->whenDone.emplace_back([this, job] { done(job); });
+  }
 }
 
 /// Takes up the next item. Under the lock.
@@ -297,6 +320,9 @@ void Group::aim(Visit& visit) {
   const bool isFirst = visit.version == 0;
   visit.version = version_ + 1;
   visit.targets = targetsOf(visit.at.folder);
+  std::erase_if(visit.targets, [joined = visit.walk.item->job->joined](const Target& target) {
+    return target.stream->number > joined;
+  });
   visit.begins.clear();
   for (const Target& target : visit.targets) visit.begins.push_back(target.stream->begin.stamp());
   if (isFirst && (visit.at.mode == Mode::look || visit.at.mode == Mode::sweep)) {

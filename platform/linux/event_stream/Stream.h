@@ -69,7 +69,8 @@ struct Stream {
   std::vector<std::unique_ptr<Root>> roots;
   Batch batch;
   Clock::time_point due;
-  bool isReady = false;  ///< its folders are watched
+  std::uint64_t number = 0;  ///< from 1 on, in the order in which streams joined
+  bool isReady = false;      ///< its folders are watched
 
   // Why folders are not watched, as an errno; 0: they are. ENOSPC, EMFILE and EAGAIN: no watch, instance or thread
   // left.
