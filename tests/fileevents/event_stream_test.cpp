@@ -264,7 +264,7 @@ TEST(EventStream, TellsOfFoldersWhoseContentsChanged) { runAll(false); }
 TEST(EventStream, TellsOfFiles) { runAll(true); }
 
 TEST(EventStream, TellsNothingOfTheTimeBefore) {
-  for (int round = 0; round < 20; ++round) {
+  for (int round = 0; round < 8; ++round) {
     Watched watched(true);
     write(watched.top() + "/before");
     fs::create_directory(watched.top() + "/made");
@@ -277,7 +277,7 @@ TEST(EventStream, TellsNothingOfTheTimeBefore) {
 TEST(EventStream, TellsNothingOfTheTimeBeforeToOneThatJoinsAnother) {
   Watched first(true);
   first.start();
-  for (int round = 0; round < 20; ++round) {
+  for (int round = 0; round < 8; ++round) {
     const auto recorder = std::make_shared<Recorder>();
     const std::string before = first.top() + "/before" + std::to_string(round);
     const std::string after = first.top() + "/after" + std::to_string(round);

@@ -18,5 +18,6 @@ enum ExitStatus : int {
 
 void addEncodingCommand(CLI::App& app, int& status);
 void addRunCommand(CLI::App& app, int& status);
+void addWatchCommand(CLI::App& app, int& status);
 
 }  // namespace jv

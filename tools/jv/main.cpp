@@ -28,6 +28,7 @@ int main(int argc, char** argv) try {
   int status = jv::kDone;
   jv::addEncodingCommand(app, status);
   jv::addRunCommand(app, status);
+  jv::addWatchCommand(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -34,11 +34,16 @@ Moment Moment::now() { return {systemTime(), Clock::now()}; }
 
 Stamp Moment::stamp() const {
   constexpr std::int64_t kNanoseconds = 1'000'000'000;
+  constexpr std::int64_t kInexact = kNanoseconds / 20;
   const std::int64_t passed = std::chrono::nanoseconds(Clock::now() - steady).count();
   const Stamp now = systemTime();
-  Stamp counted{now.seconds - passed / kNanoseconds, now.nanoseconds - passed % kNanoseconds};
-  if (counted.nanoseconds < 0) counted = {counted.seconds - 1, counted.nanoseconds + kNanoseconds};
-  return std::min(system, counted);
+  const std::int64_t passedBySystem =
+      (now.seconds - system.seconds) * kNanoseconds + now.nanoseconds - system.nanoseconds;
+  const std::int64_t setBack = passed - passedBySystem;
+  if (setBack < kInexact) return system;
+  Stamp stamp{system.seconds - setBack / kNanoseconds, system.nanoseconds - setBack % kNanoseconds};
+  if (stamp.nanoseconds < 0) stamp = {stamp.seconds - 1, stamp.nanoseconds + kNanoseconds};
+  return stamp;
 }
 
 Group::Group() : own_(std::make_unique<Walk>()) {

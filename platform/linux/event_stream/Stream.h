@@ -24,7 +24,7 @@ using Clock = std::chrono::steady_clock;
 /// A moment, by the clock that stamps files and by the one that never jumps.
 struct Moment {
   static Moment now();
-  /// The stamp of the moment. When the system's clock was set back since then, the earlier one of both readings.
+  /// The stamp of the moment, by the system clock as it is set now if that was set back meanwhile.
   [[nodiscard]] Stamp stamp() const;
 
   Stamp system;
