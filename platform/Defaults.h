@@ -5,6 +5,7 @@
 
 #include <JorvaneFoundation/platform/FontManager.h>
 #include <JorvaneFoundation/platform/Keychain.h>
+#include <JorvaneFoundation/platform/EventStream.h>
 #include <JorvaneFoundation/platform/Process.h>
 #include <JorvaneFoundation/platform/Screens.h>
 #include <JorvaneFoundation/platform/SystemLog.h>
@@ -15,6 +16,7 @@ namespace jv {
 
 std::shared_ptr<JVPlatform::FontManager> makeFontManager();
 std::shared_ptr<JVPlatform::Keychain> makeKeychain();
+std::shared_ptr<JVPlatform::EventStream> makeEventStream();
 std::shared_ptr<JVPlatform::Process> makeProcess();
 std::shared_ptr<JVPlatform::Screens> makeScreens();
 std::shared_ptr<JVPlatform::SystemLog> makeSystemLog();

@@ -20,5 +20,6 @@ void addEncodingCommand(CLI::App& app, int& status);
 void addKeychainCommand(CLI::App& app, int& status);
 void addRunCommand(CLI::App& app, int& status);
 void addScreensCommand(CLI::App& app, int& status);
+void addWatchCommand(CLI::App& app, int& status);
 
 }  // namespace jv

@@ -30,6 +30,7 @@ int main(int argc, char** argv) try {
   jv::addKeychainCommand(app, status);
   jv::addRunCommand(app, status);
   jv::addScreensCommand(app, status);
+  jv::addWatchCommand(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
