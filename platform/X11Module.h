@@ -1,9 +1,17 @@
 /// What the module `x11` makes: implementations that ask the X server.
 #pragma once
 
+#include <cstdint>
+#include <optional>
+
 namespace jv {
 
 /// Each factory gives an implementation, or null when it cannot be made. None lets an exception out.
-struct X11Module {};
+struct X11Module {
+  /// Nanoseconds since the last input that the X server has seen; none without a server that has the screen-saver
+  /// extension. Waits for the server's answer for @p longestWait microseconds at most, once it has let the connection
+  /// in.
+  std::optional<std::int64_t> (*idle)(std::uint64_t longestWait) noexcept;
+};
 
 }  // namespace jv

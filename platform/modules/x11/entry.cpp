@@ -1,9 +1,12 @@
-#include "platform/X11Module.h"
 #include "platform/ModuleEntry.h"
+#include "platform/X11Module.h"
+#include "platform/modules/x11/Idle.h"
 
 namespace {
 
-constexpr jv::X11Module kTable{};
+constexpr jv::X11Module kTable{
+    .idle = jv::x11Idle,
+};
 
 }  // namespace
 
