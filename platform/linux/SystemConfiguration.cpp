@@ -99,7 +99,7 @@ class LinuxSystemConfiguration final : public JVPlatform::SystemConfiguration {
   SCDynamicStoreRef SCDynamicStoreCreate(std::optional<std::string_view>,
                                          JVPlatform::SCDynamicStoreCallBack callBack) override {
     Descriptor socket = openRtnetlink(0);
-    noteOrigin(Fact::network, socket.isOpen() ? "kernel (rtnetlink)" : nullptr);
+    noteOrigin(Fact::network, socket.isOpen() ? "kernel, by rtnetlink" : nullptr);
     if (!socket.isOpen()) return nullptr;
     return std::make_shared<Store>(std::move(socket), std::move(callBack));
   }

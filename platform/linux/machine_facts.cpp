@@ -56,7 +56,7 @@ std::optional<FoundText> computerName(const std::string& root) {
 std::optional<FoundText> computerModel(const std::string& root) {
   const std::string product = textOfFile(root + "/sys/class/dmi/id/product_name");
   if (const std::string_view model = firstLineOf(product); !model.empty() && !isFiller(model)) {
-    return FoundText{std::string(model), "firmware (DMI)"};
+    return FoundText{std::string(model), "firmware tables"};
   }
   const std::string tree = textOfFile(root + "/proc/device-tree/model");
   if (std::string model = tree.substr(0, tree.find('\0')); !model.empty()) {

@@ -17,6 +17,8 @@ enum ExitStatus : int {
 };
 
 void addEncodingCommand(CLI::App& app, int& status);
+void addInfoCommand(CLI::App& app, int& status);
+void addListenCommand(CLI::App& app, int& status);
 void addRunCommand(CLI::App& app, int& status);
 
 }  // namespace jv
