@@ -4,6 +4,8 @@
 #include <memory>
 
 #include "platform/Monitors.h"
+#include <cstdint>
+#include <optional>
 
 namespace jv {
 
@@ -11,6 +13,10 @@ namespace jv {
 struct X11Module {
   /// @param display  the server and screen, as DISPLAY has them.
   std::unique_ptr<MonitorSource> (*openMonitors)(const char* display) noexcept;
+  /// Nanoseconds since the last input that the X server has seen; none without a server that has the screen-saver
+  /// extension. Waits for the server's answer for @p longestWait microseconds at most, once it has let the connection
+  /// in.
+  std::optional<std::int64_t> (*idle)(std::uint64_t longestWait) noexcept;
 };
 
 }  // namespace jv
