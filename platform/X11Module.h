@@ -1,11 +1,11 @@
 /// What the module `x11` makes: implementations that ask the X server.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "platform/Monitors.h"
-#include <cstdint>
-#include <optional>
 
 namespace jv {
 
@@ -13,6 +13,7 @@ namespace jv {
 struct X11Module {
   /// @param display  the server and screen, as DISPLAY has them.
   std::unique_ptr<MonitorSource> (*openMonitors)(const char* display) noexcept;
+
   /// Nanoseconds since the last input that the X server has seen; none without a server that has the screen-saver
   /// extension. Waits for the server's answer for @p longestWait microseconds at most, once it has let the connection
   /// in.
