@@ -15,8 +15,7 @@ struct X11Module {
   std::unique_ptr<MonitorSource> (*openMonitors)(const char* display) noexcept;
 
   /// Nanoseconds since the last input that the X server has seen; none without a server that has the screen-saver
-  /// extension. Waits for the server's answer for @p longestWait microseconds at most, once it has let the connection
-  /// in.
+  /// extension. It may take @p longestWait microseconds to let the connection in, and as long to answer.
   std::optional<std::int64_t> (*idle)(std::uint64_t longestWait) noexcept;
 };
 

@@ -17,8 +17,8 @@ enum ExitStatus : int {
 };
 
 void addEncodingCommand(CLI::App& app, int& status);
-void addKeychainCommand(CLI::App& app, int& status);
 void addInfoCommand(CLI::App& app, int& status);
+void addKeychainCommand(CLI::App& app, int& status);
 void addListenCommand(CLI::App& app, int& status);
 void addRunCommand(CLI::App& app, int& status);
 void addScreensCommand(CLI::App& app, int& status);
