@@ -54,4 +54,4 @@ if shutil.which("man"):
     failures += subprocess.run(
         ["man", "--warnings", "-l", folder / "jv.1"], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, check=True
     ).stderr.splitlines()
-sys.exit("\n".join(failures))
+sys.exit("\n".join(failures) if failures else 0)
