@@ -1,0 +1,323 @@
+// The default keychain on a real password service.
+#include "password_service.h"
+
+#include <atomic>
+#include <functional>
+#include <future>
+#include <thread>
+
+#include "support.h"
+
+namespace {
+
+using namespace jvtest;
+using JVFoundation::Dictionary;
+using JVFoundation::Value;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using Password = std::optional<std::string>;
+
+Password read(std::string_view host, std::string_view user, Error& error, std::int64_t protocol = 0) {
+  error = someError();
+  return JVKeychain::passwordForHost(host, user, protocol, &error);
+}
+
+/// The status of a save; 0 when it is stored.
+std::int64_t save(std::string_view password, std::string_view host, std::string_view user, std::int64_t protocol = 0) {
+  Error error;
+  const bool isSaved = JVKeychain::savePassword(password, host, user, protocol, &error);
+  return isSaved ? 0 : error->code();
+}
+
+std::int64_t saveGeneric(std::string_view password, std::string_view service, std::string_view account) {
+  Error error;
+  return JVKeychain::saveGenericPassword(bytes(password), service, account, "/", &error) ? 0 : error->code();
+}
+
+/// "account=password" each.
+std::vector<std::string> readAll(std::string_view service) {
+  Error error;
+  const auto passwords = JVKeychain::genericPasswordsWithService(service, &error);
+  if (!passwords) return {"status " + std::to_string(error->code())};
+  std::vector<std::string> lines;
+  for (const auto& [account, password] : *passwords->dictionary()) {
+    lines.push_back(std::string(account).append("=").append(textOf(&password)));
+  }
+  return lines;
+}
+
+std::string label(std::string_view service) {
+  const auto keychain = JVPlatform::keychain();
+  const Value* result = nullptr;
+  keychain->SecItemCopyMatching({{"class", "genp"}, {"svce", service}}, &result);
+  std::string text = result ? *result->array()->at(0).text("labl") : "(none)";
+  keychain->CFRelease(result);
+  return text;
+}
+
+class OpenService : public testing::Test {
+ protected:
+  OpenService() { service.tell("start"); }
+  PasswordService service;
+  Error error;
+};
+
+TEST_F(OpenService, KeepsWhatItIsGiven) {
+  EXPECT_EQ(read("h", "u", error), std::nullopt);
+  EXPECT_EQ(error, std::nullopt);
+  for (const std::string& secret : {std::string("pass"), std::string(), std::string("a\0b", 3), std::string("\xC3\xA9"),
+                                    std::string(1 << 20, 'x')}) {
+    EXPECT_EQ(save(secret, "h", "u"), 0);
+    EXPECT_EQ(read("h", "u", error), secret);
+    EXPECT_EQ(error, std::nullopt);
+  }
+  EXPECT_EQ(save("ftp's", "h", "u", JVKeychainProtocolFTP), 0) << "a restriction that the first item does not meet";
+  EXPECT_EQ(read("h", "u", error, JVKeychainProtocolFTP), "ftp's");
+  EXPECT_EQ(read("h", "u", error), std::string(1 << 20, 'x')) << "the older one comes first";
+
+  const std::string binary("\xFF\0\xFE\n", 4);
+  EXPECT_EQ(saveGeneric(binary, "s", "a"), 0);
+  EXPECT_EQ(saveGeneric("two", "s", ""), 0) << "an empty account is one";
+  EXPECT_THAT(readAll("s"), ElementsAre("a=" + binary, "=two"));
+  EXPECT_EQ(label("s"), "s/a");
+  EXPECT_TRUE(JVKeychain::saveGenericPassword(bytes("new"), "s", "a", "-", &error));
+  EXPECT_EQ(label("s"), "s-a");
+  EXPECT_THAT(readAll("s"), ElementsAre("a=new", "=two"));
+}
+
+TEST_F(OpenService, NamesOfAnyBytesComeBackOrFailClearly) {
+  const std::string names[] = {std::string("a\0b", 3),   "\xFF\xFE", "\xEF\xBF\xBF", "x\ny",
+                               std::string(70'000, 'n'), " "};
+  for (const std::string& name : names) {
+    SCOPED_TRACE(testing::PrintToString(name.substr(0, 10)));
+    const auto keychain = JVPlatform::keychain();
+    const auto length = static_cast<std::uint32_t>(name.size());
+    EXPECT_EQ(keychain->SecKeychainAddGenericPassword(length, name.data(), length, name.data(), 1, "p", nullptr), 0);
+    EXPECT_EQ(keychain->SecKeychainAddGenericPassword(length, name.data(), length, name.data(), 1, "p", nullptr),
+              JVPlatform::errSecDuplicateItem);
+    void* data = nullptr;
+    std::uint32_t size = 0;
+    EXPECT_EQ(keychain->SecKeychainFindGenericPassword(length, name.data(), length, name.data(), &size, &data, nullptr),
+              0);
+    EXPECT_EQ(size, 1U);
+    EXPECT_EQ(keychain->SecKeychainItemFreeContent(data), 0);
+    // The hexadecimal form of one name is not another name.
+    EXPECT_EQ(keychain->SecKeychainFindGenericPassword(4, "FFFE", 4, "FFFE", &size, &data, nullptr),
+              JVPlatform::errSecItemNotFound);
+  }
+}
+
+TEST_F(OpenService, NamesOutsideAsciiAreCutShort) {
+  EXPECT_EQ(save("1", "h", "\xC3\xA9"), 0);
+  EXPECT_EQ(read("h", "\xC3\xA9", error), std::nullopt) << "stored as the byte C3, which is another name";
+  EXPECT_EQ(save("2", "h", "\xC3\xA9"), JVPlatform::errSecDuplicateItem);
+
+  // The two UTF-16 units of this name are as many bytes as "\u00E9" has: a name of somebody else.
+  const std::string_view longer =
+      "\xC3\xA9"
+      "z";
+  EXPECT_EQ(save("3", "g", longer), 0);
+  EXPECT_EQ(read("g", longer, error), std::nullopt);
+  EXPECT_EQ(read("g", "\xC3\xA9", error), "") << "listed, and not found again";
+  EXPECT_EQ(error, std::nullopt);
+  EXPECT_EQ(save("4", "h", longer), 0);
+  EXPECT_EQ(read("h", "\xC3\xA9", error), "1") << "listed, and found again as the byte C3";
+}
+
+TEST_F(OpenService, FindsWhatOtherProgramsStored) {
+  service.tell("store theirs label xdg:schema=org.gnome.keyring.NetworkPassword server=h user=u protocol=sftp port=22");
+  EXPECT_EQ(read("h", "u", error), "theirs") << "a protocol that has no code is none";
+  EXPECT_EQ(save("ours", "h", "u"), 0);
+  EXPECT_EQ(read("h", "u", error), "ours");
+
+  service.tell("store x % xdg:schema=org.gnome.keyring.NetworkPassword server=unlabelled user=u");
+  EXPECT_EQ(save("y", "unlabelled", "u"), 1);
+  EXPECT_EQ(read("unlabelled", "u", error), "x");
+
+  service.tell("store one label service=s username=a");
+  service.tell("store two label service=s");
+  service.tell("store three label service=s username=a more=yes");
+  EXPECT_THAT(readAll("s"), ElementsAre("a=one", "=two")) << "both with account a are looked up as the older one";
+}
+
+TEST_F(OpenService, ListsTheOldestFirst) {
+  std::vector<std::string> expected;
+  for (int at = 0; at < 12; ++at) {
+    const std::string name = std::to_string(at * 7 % 12);
+    EXPECT_EQ(saveGeneric(name, "s", name), 0);
+    expected.push_back(std::string(name).append("=").append(name));
+  }
+  EXPECT_THAT(readAll("s"), ElementsAreArray(expected));
+}
+
+TEST_F(OpenService, AnItemThatIsDeletedInBetweenIsNotFound) {
+  EXPECT_EQ(saveGeneric("p", "s", "a"), 0);
+  const auto keychain = JVPlatform::keychain();
+  const Value* result = nullptr;
+  JVPlatform::SecKeychainItemRef kept = nullptr, item = nullptr;
+  EXPECT_EQ(keychain->SecItemCopyMatching({{"class", "genp"}, {"svce", "s"}}, &result), 0);
+  EXPECT_EQ(keychain->SecKeychainFindGenericPassword(1, "s", 1, "a", nullptr, nullptr, &kept), 0);
+  std::thread([&] {
+    EXPECT_EQ(keychain->SecKeychainFindGenericPassword(1, "s", 1, "a", nullptr, nullptr, &item), 0);
+    EXPECT_EQ(keychain->SecKeychainItemDelete(item), 0);
+    keychain->CFRelease(item);
+  }).join();
+  void* data = nullptr;
+  std::uint32_t length = 0;
+  EXPECT_EQ(keychain->SecKeychainFindGenericPassword(1, "s", 1, "a", &length, &data, nullptr),
+            JVPlatform::errSecItemNotFound);
+  EXPECT_EQ(keychain->SecKeychainItemModifyAttributesAndData(kept, {}, 1, "x"), JVPlatform::errSecItemNotFound);
+  keychain->CFRelease(kept);
+  keychain->CFRelease(result);
+}
+
+TEST_F(OpenService, ManySaveAtOnceAndNothingIsLostOrDoubled) {
+  constexpr int kThreads = 4, kRounds = 10;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([t] {
+      for (int r = 0; r < kRounds; ++r) {
+        EXPECT_EQ(saveGeneric("p", "own", std::to_string(t * kRounds + r)), 0);
+        const std::int64_t status = saveGeneric("p", "shared", std::to_string(r));
+        EXPECT_TRUE(status == 0 || status == JVPlatform::errSecDuplicateItem) << status;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(readAll("own").size(), std::size_t{kThreads * kRounds});
+  const auto keychain = JVPlatform::keychain();
+  const Value* result = nullptr;
+  EXPECT_EQ(keychain->SecItemCopyMatching({{"class", "genp"}, {"svce", "shared"}}, &result), 0);
+  EXPECT_EQ(result->array()->size(), std::size_t{kRounds});
+  keychain->CFRelease(result);
+}
+
+TEST_F(OpenService, ARestartedServiceIsTakenUpAgain) {
+  EXPECT_EQ(save("p", "h", "u"), 0);
+  service.tell("kill");
+  EXPECT_EQ(read("h", "u", error), std::nullopt);
+  EXPECT_THAT(error, IsStatus(kReading, JVPlatform::errSecNotAvailable));
+  EXPECT_EQ(save("q", "h", "u"), JVPlatform::errSecNotAvailable);
+  service.tell("start");
+  EXPECT_EQ(read("h", "u", error), "p");
+  EXPECT_EQ(save("q", "h", "u"), 0);
+}
+
+TEST_F(OpenService, AForkedChildHasNothingToDoWithItsParentsConnection) {
+  EXPECT_EQ(save("p", "h", "u"), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    Error none;
+    _exit(JVKeychain::passwordForHost("h", "u", 0, &none) == "p" ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(read("h", "u", error), "p");
+}
+
+TEST(LockedService, WithoutADisplayNobodyIsAsked) {
+  PasswordService service;
+  service.tell("start");
+  EXPECT_EQ(save("p", "h", "u"), 0);
+  for (const char* how : {"lock", "kill"}) {
+    service.tell(how);
+    if (how == std::string_view("kill")) service.tell("start-locked");
+    Error error;
+    EXPECT_EQ(read("h", "u", error), std::nullopt);
+    EXPECT_THAT(error, IsStatus(kReading, JVPlatform::errSecInteractionNotAllowed));
+    EXPECT_EQ(save("q", "h", "u"), JVPlatform::errSecInteractionNotAllowed);
+    EXPECT_EQ(save("q", "other", "u"), JVPlatform::errSecInteractionNotAllowed);
+    JVPlatform::KeychainState state;
+    EXPECT_EQ(JVPlatform::keychain()->SecKeychainGetStatus(state), 0);
+    EXPECT_FALSE(state.isUnlocked);
+  }
+  service.tell("unlock");
+  Error error;
+  EXPECT_EQ(read("h", "u", error), "p");
+}
+
+TEST(LockedService, TheUserUnlocksIt) {
+  const std::function<void()> uses[] = {
+      [] {
+        Error error;
+        EXPECT_EQ(read("h", "u", error), "p");
+        EXPECT_EQ(error, std::nullopt);
+      },
+      [] { EXPECT_EQ(save("p", "h", "u"), 0); },
+      [] { EXPECT_EQ(saveGeneric("p", "new", "u"), 0); },
+  };
+  PasswordService service("accept");
+  service.tell("start");
+  EXPECT_EQ(save("p", "h", "u"), 0);
+  for (const auto& use : uses) {
+    service.tell("kill");
+    service.tell("start-locked");
+    use();
+    service.tell("lock");
+    use();
+  }
+}
+
+TEST(LockedService, TheUserMakesTheFirstCollection) {
+  PasswordService service("accept");
+  service.tell("start-empty");
+  Error error;
+  EXPECT_EQ(read("h", "u", error), std::nullopt);
+  EXPECT_EQ(error, std::nullopt) << "nothing stored is no error";
+  EXPECT_EQ(save("p", "h", "u"), 0);
+  EXPECT_EQ(read("h", "u", error), "p");
+}
+
+TEST(LockedService, WithoutADisplayNoCollectionIsMade) {
+  PasswordService service;
+  service.tell("start-empty");
+  EXPECT_EQ(save("p", "h", "u"), JVPlatform::errSecNoDefaultKeychain);
+}
+
+TEST(LockedService, ARefusalIsNotTakenForNothingFound) {
+  PasswordService service("dismiss");
+  service.tell("start");
+  EXPECT_EQ(save("p", "h", "u"), 0);
+  service.tell("kill");
+  service.tell("start-locked");
+  Error error;
+  EXPECT_EQ(read("h", "u", error), std::nullopt);
+  EXPECT_THAT(error, IsStatus(kReading, JVPlatform::errSecUserCanceled));
+  EXPECT_EQ(save("q", "h", "u"), JVPlatform::errSecUserCanceled);
+  EXPECT_EQ(save("q", "other", "u"), JVPlatform::errSecUserCanceled);
+}
+
+TEST(LockedService, AnOpenPromptKeepsNobodyElseWaiting) {
+  PasswordService service("hang");
+  service.tell("start");
+  EXPECT_EQ(save("p", "h", "u"), 0);
+  service.tell("lock");
+  Error error;
+  std::future<Password> waiting = std::async(std::launch::async, [&] { return read("h", "u", error); });
+  for (int i = 0; i < 20; ++i) {
+    JVPlatform::KeychainState state;
+    EXPECT_EQ(JVPlatform::keychain()->SecKeychainGetStatus(state), 0);
+  }
+  service.tell("kill");
+  EXPECT_EQ(waiting.get(), std::nullopt) << "the wait for the user ends with the service";
+  ASSERT_TRUE(error);
+  // It may have gone before the prompt was open, and then it is looked for once more.
+  EXPECT_TRUE(error->code() == JVPlatform::errSecServiceNotAvailable || error->code() == JVPlatform::errSecNotAvailable)
+      << error->code();
+}
+
+TEST(NoService, IsReportedAndNothingIsStored) {
+  PasswordService service;
+  Error error;
+  for (const bool isBusThere : {true, false}) {
+    if (!isBusThere) setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent", 1);
+    EXPECT_EQ(read("h", "u", error), std::nullopt);
+    EXPECT_THAT(error, IsStatus(kReading, JVPlatform::errSecNotAvailable));
+    EXPECT_EQ(save("p", "h", "u"), JVPlatform::errSecNotAvailable);
+    JVPlatform::KeychainState state;
+    EXPECT_EQ(JVPlatform::keychain()->SecKeychainGetStatus(state), JVPlatform::errSecNotAvailable);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,156 @@
+// The default keychain on a service that misbehaves, or looks closely at how it is asked.
+#include "scripted_service.h"
+
+#include <chrono>
+
+#include "password_service.h"
+#include "support.h"
+
+namespace {
+
+using namespace jvtest;
+using namespace JVPlatform;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Not;
+
+/// The status of a read: 0 when the password came.
+std::int64_t read() {
+  Error error;
+  const auto password = JVKeychain::passwordForHost("h", "u", 0, &error);
+  return error ? error->code() : password == "0" ? 0 : -1;
+}
+
+std::int64_t save() {
+  Error error;
+  return JVKeychain::savePassword("p", "h", "u", 0, &error) ? 0 : error->code();
+}
+
+TEST(RoundTrips, ReadingIsASearchALookupAndAFetch) {
+  PasswordService bus;
+  ScriptedService service;
+  service.start();
+  EXPECT_EQ(read(), 0);
+  EXPECT_THAT(service.calls(), ElementsAre("SearchItems", "OpenSession", "GetAll", "GetSecrets"));
+  EXPECT_EQ(read(), 0);
+  EXPECT_EQ(service.calls().size(), 7U) << "the session stays open";
+}
+
+TEST(RoundTrips, SavingReadsOnceAndWritesOnce) {
+  PasswordService bus;
+  ScriptedService service;
+  service.start();
+  EXPECT_EQ(read(), 0);
+  const std::size_t before = service.calls().size();
+  EXPECT_EQ(save(), 0);
+  auto calls = service.calls();
+  calls.erase(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(before));
+  EXPECT_THAT(calls, ElementsAre("SearchItems", "GetAll", "SetSecret")) << "a label that is there is not written";
+}
+
+TEST(RoundTrips, ManyItemsAreAskedForTogether) {
+  constexpr int kItems = 100;
+  PasswordService bus;
+  ScriptedService service;
+  service.items = kItems;
+  // Nothing is answered before everything was asked: whoever waits for one answer at a time waits for ever.
+  std::vector<sd_bus_message*> waiting;
+  service.handlers["GetAll"] = [&](sd_bus_message* call) {
+    waiting.push_back(sd_bus_message_ref(call));
+    if (waiting.size() < kItems) return true;
+    for (sd_bus_message* one : waiting) {
+      service.answerProperties(one);
+      sd_bus_message_unref(one);
+    }
+    waiting.clear();
+    return true;
+  };
+  service.start();
+  const auto passwords = JVKeychain::genericPasswordsWithService("s");
+  ASSERT_TRUE(passwords);
+  EXPECT_EQ(passwords->dictionary()->size(), std::size_t{kItems});
+  EXPECT_EQ(textOf(passwords->find("42")), "42");
+  EXPECT_EQ(service.calls().size(), std::size_t{2 + kItems + 1}) << "one fetch for all secrets";
+}
+
+TEST(Errors, HaveAStatusEach) {
+  struct Case {
+    const char* method;
+    const char* error;
+    OSStatus reading;
+    OSStatus writing;
+  };
+  const Case cases[] = {
+      {"SearchItems", "org.freedesktop.DBus.Error.AccessDenied", errSecAuthFailed, errSecAuthFailed},
+      {"SearchItems", "org.freedesktop.DBus.Error.UnknownMethod", errSecInternalComponent, errSecInternalComponent},
+      {"SearchItems", "org.example.Strange", errSecInternalComponent, errSecInternalComponent},
+      {"OpenSession", "org.freedesktop.DBus.Error.Spawn.ChildExited", errSecNotAvailable, errSecNotAvailable},
+      {"GetAll", "org.freedesktop.DBus.Error.UnknownObject", -1, 0},  // the item is gone: as if there was none
+      {"GetSecrets", "org.freedesktop.Secret.Error.IsLocked", errSecInteractionNotAllowed, 0},
+      {"SetSecret", "org.freedesktop.DBus.Error.NotSupported", 0, errSecReadOnly},
+      {"SetSecret", "org.freedesktop.DBus.Error.PropertyReadOnly", 0, errSecReadOnly},
+      {"SetSecret", "org.freedesktop.DBus.Error.LimitsExceeded", 0, errSecParam},
+      {"SetSecret", "org.freedesktop.Secret.Error.NoSuchObject", 0, errSecItemNotFound},
+  };
+  PasswordService bus;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.method) + " " + c.error);
+    installKeychain(nullptr);
+    ScriptedService service;
+    service.handlers[c.method] = [&](sd_bus_message* call) { return ScriptedService::fail(call, c.error); };
+    service.start();
+    EXPECT_EQ(read(), c.reading);
+    // Adding needs an item that is not there yet.
+    EXPECT_EQ(save(), c.writing);
+  }
+}
+
+TEST(Errors, AForgottenSessionIsOpenedAgain) {
+  PasswordService bus;
+  ScriptedService service;
+  int sessions = 0, refused = 0;
+  service.handlers["OpenSession"] = [&](sd_bus_message*) { return ++sessions, false; };
+  const auto refuseOnce = [&](sd_bus_message* call) {
+    return refused++ % 2 == 0 && ScriptedService::fail(call, "org.freedesktop.Secret.Error.NoSession");
+  };
+  service.handlers["GetSecrets"] = refuseOnce;
+  service.handlers["SetSecret"] = refuseOnce;
+  service.start();
+  EXPECT_EQ(read(), 0);
+  EXPECT_EQ(save(), 0);
+  EXPECT_EQ(sessions, 3);
+}
+
+TEST(Errors, AReadIsRepeatedWhenTheServiceDies) {
+  PasswordService bus;
+  ScriptedService dying, next;
+  dying.handlers["GetSecrets"] = [&](sd_bus_message*) { return dying.die(); };
+  dying.start();
+  next.start();
+  EXPECT_EQ(read(), 0);
+  EXPECT_THAT(next.calls(), Contains("GetSecrets"));
+}
+
+TEST(Errors, AWriteIsNotRepeatedWhenTheServiceDies) {
+  PasswordService bus;
+  ScriptedService dying, next;
+  dying.handlers["SetSecret"] = [&](sd_bus_message*) { return dying.die(); };
+  dying.start();
+  next.start();
+  EXPECT_EQ(save(), errSecServiceNotAvailable);
+  EXPECT_THAT(next.calls(), Not(Contains("SetSecret")));
+}
+
+TEST(Errors, AnAnswerThatNeverComesIsGivenUp) {
+  PasswordService bus;
+  ScriptedService service;
+  service.handlers["SearchItems"] = [](sd_bus_message*) { return true; };
+  service.start();
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(read(), errSecServiceNotAvailable);
+  const auto took = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(took, std::chrono::seconds(24));
+  EXPECT_LT(took, std::chrono::seconds(45));
+}
+
+}  // namespace
