@@ -5,9 +5,11 @@
 //   at X Y           the name of the screen at a point; "none" without screens
 //   threads N COUNT  whether N threads that each ask COUNT times all see what the first question showed
 //   modules          the modules that were loaded, and "!" in front of those that could not be
+//   descriptors      how many the process has open
 //   mapped           the libraries of window systems that are in the process
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -57,6 +59,11 @@ std::string modules() {
   return line;
 }
 
+std::string descriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return std::to_string(std::distance(begin(all), end(all)));
+}
+
 std::string mapped() {
   std::ifstream maps("/proc/self/maps");
   std::string found;
@@ -89,6 +96,7 @@ int main() {
       std::cout << onThreads(number, count);
     }
     if (what == "modules") std::cout << modules();
+    if (what == "descriptors") std::cout << descriptors();
     if (what == "mapped") std::cout << mapped();
     std::cout << std::endl;
   }

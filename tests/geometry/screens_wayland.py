@@ -82,9 +82,11 @@ class Wayland(unittest.TestCase):
 
     def test_a_compositor_that_ends(self):
         with WaylandCompositor("1440x900+0+0") as compositor, Probe(PROBE, compositor.environment) as probe:
+            descriptors = probe.ask("descriptors")
             self.assertEqual(len(probe.list()), 1)
             compositor.end()
             self.assertEqual(probe.list(), [])
+            self.assertEqual(probe.ask("descriptors"), descriptors)
             self.assertEqual(probe.ask("at 10 10"), "none")
             compositor.start()
             probe.wait_for([(ONE, 0, 0, 1440, 900, 1)])

@@ -53,9 +53,11 @@ class X11(unittest.TestCase):
     def test_a_server_that_ends(self):
         with XServer("1440x900+0+0") as server:
             with Probe(PROBE, server.environment) as probe:
+                descriptors = probe.ask("descriptors")
                 self.assertEqual(len(probe.list()), 1)
                 server.end()
                 self.assertEqual(probe.list(), [])
+                self.assertEqual(probe.ask("descriptors"), descriptors)
                 self.assertEqual(probe.ask("at 10 10"), "none")
                 with XServer("800x600+0+0", display=server.display):
                     probe.wait_for([("A", 0, 0, 800, 600, 1)])
@@ -67,8 +69,9 @@ class X11(unittest.TestCase):
             self.assertEqual(probe.list(), [], "on the connection that stood")
             with Probe(PROBE, server.environment) as newcomer:
                 self.assertEqual(newcomer.list(), [], "while connecting")
-            server.answer_again()
-            probe.wait_for([("A", 0, 0, 1440, 900, 1)])
+                server.answer_again()
+                for each in probe, newcomer:
+                    each.wait_for([("A", 0, 0, 1440, 900, 1)])
 
     def test_threads(self):
         with XServer("1440x900+0+0", "1920x1080+1440+0") as server, Probe(PROBE, server.environment) as probe:
