@@ -201,10 +201,10 @@ void Group::leaveInside(FolderId folder) {
 
 /// Tells the streams concerned that a folder is not watched.
 void Group::cannotWatch(FolderId folder, int error) {
-  if (error != ENOSPC) return;  // a folder that may not be read tells nobody anything
+  if (error == EACCES) return;  // what may not be read is nobody's trouble
   for (; folder != kNoFolder; folder = tree_[folder].parent) {
     if (!tree_.has(folder, kRoot)) continue;
-    for (const Root* const root : rootsAt_.at(folder)) root->stream->trouble = error;
+    for (const Root* const root : rootsAt_.at(folder)) root->stream->trouble = error == ENOSPC ? ENOSPC : EMFILE;
   }
 }
 

@@ -38,6 +38,7 @@ struct Group::Way {
   FolderId folder = kNoFolder;
   std::vector<std::pair<FolderId, std::string>> chain;
   bool isBlind = false;  // some folder on the way is not watched
+  int error = 0;         // why the last one is not
 };
 
 /// Goes the way of @p root as it is now. Each folder on it is watched before it is looked at.
@@ -100,7 +101,9 @@ void Group::follow(const Root& root, Way& way) {
     here = std::move(next);
   }
   standpoint_->enter(here.get());
-  way.isBlind |= kernel_.add(standpoint_->pathOf("."), kContents) < 0;
+  const int watch = kernel_.add(standpoint_->pathOf("."), kContents);
+  way.isBlind |= watch < 0;
+  way.error = std::max(0, -watch);
   way.kind = Root::Kind::folder;
   way.folder = folder;
 }
@@ -131,7 +134,7 @@ void Group::resolve(Root& root, const std::shared_ptr<Job>& first) {
       tree_.set(root.folder, kRoot | kInside);
       if (tree_[root.folder].watch == 0) {
         unwatched_.insert(root.folder);
-        cannotWatch(root.folder, ENOSPC);
+        cannotWatch(root.folder, way.error);
       }
       if (!first || !isKnown) scan(root.folder, first ? Mode::quiet : Mode::all, first);
     }

@@ -186,7 +186,10 @@ Descriptor Group::open(Child child, const Frame* parent) {
   if (tree_.has(child.folder, kForgotten)) return {};
   const bool isGone = error == ENOENT || error == ENOTDIR || error == ELOOP;
   if (isGone && !parent && watch != 0) markStale(child.folder);
-  if (!isGone && error != EACCES) unwatched_.insert(child.folder);  // descriptors have run out: later, then
+  if (!isGone && error != EACCES) {  // descriptors have run out: later, then
+    unwatched_.insert(child.folder);
+    cannotWatch(child.folder, error);
+  }
   return {};
 }
 

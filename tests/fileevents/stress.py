@@ -1,0 +1,250 @@
+"""stress.py JV [--rounds N] [--seed S] [--operations N] [--processes N] [--stop]: several processes make random changes
+in a watched folder. In the end, everything that differs from the beginning must have been told of, and nothing outside
+ever. Prints the seed of each round; --seed makes one again (how the processes interleave differs). --stop halts the
+watcher now and then, so that the kernel's queue overflows where it is short."""
+
+import argparse
+import json
+import os
+import random
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+BOUND = 120  # seconds
+
+
+class Worker:
+    """Makes random changes in the folders root and out; what other processes do meanwhile is none of its concern."""
+
+    def __init__(self, root, out, links, seed):
+        self.root, self.out, self.links = root, out, links
+        self.random = random.Random(seed)
+        self.count = 0
+        self.seed = seed
+
+    def name(self):
+        self.count += 1
+        if self.random.random() < 0.5:
+            return f"n{self.random.randrange(12)}"  # so that names are used again
+        return f"{self.seed}-{self.count}"
+
+    def folder(self, top=None):
+        at = top or self.root
+        while self.random.random() < 0.75:
+            below = [entry.path for entry in os.scandir(at) if entry.is_dir(follow_symlinks=False)]
+            if not below:
+                break
+            at = self.random.choice(below)
+        return at
+
+    def entry(self, is_wanted):
+        found = [entry.path for entry in os.scandir(self.folder()) if is_wanted(entry)]
+        return self.random.choice(found) if found else None
+
+    def file(self):
+        return self.entry(lambda entry: entry.is_file(follow_symlinks=False))
+
+    def subfolder(self):
+        return self.entry(lambda entry: entry.is_dir(follow_symlinks=False))
+
+    def write(self, path):
+        with open(path, "w", encoding="ascii") as file:
+            file.write(f"{self.seed} {self.count} {self.random.random()}")
+
+    def create(self):
+        self.write(os.path.join(self.folder(), self.name()))
+
+    def change(self):
+        path = self.file()
+        if path and os.stat(path).st_nlink == 1:  # what is written by one name is not told of by the other
+            with open(path, "r+", encoding="ascii") as file:
+                file.write(f"{self.count} {self.random.random()}")
+
+    def replace(self):
+        path = self.file()
+        if path:
+            self.write(path + "~")
+            os.rename(path + "~", path)
+
+    def delete(self):
+        path = self.file()
+        if path:
+            os.unlink(path)
+
+    def rename(self):
+        path = self.entry(lambda entry: True)
+        if path:
+            os.rename(path, os.path.join(self.folder(), self.name()))
+
+    def make_deep(self):
+        path = os.path.join(self.folder(), *(self.name() for _ in range(self.random.randrange(1, 5))))
+        os.makedirs(path)
+        self.write(os.path.join(path, self.name()))
+
+    def delete_deep(self):
+        path = self.subfolder()
+        if path and path != self.root:
+            shutil.rmtree(path, ignore_errors=True)
+
+    def move_out(self):
+        path = self.subfolder()
+        if path:
+            os.rename(path, os.path.join(self.out, f"{self.seed}-{self.count}-{self.name()}"))
+
+    def move_in(self):
+        outside = [entry.path for entry in os.scandir(self.out)]
+        if outside:
+            os.rename(self.random.choice(outside), os.path.join(self.folder(), self.name()))
+
+    def change_outside(self):
+        self.write(os.path.join(self.folder(self.out), self.name()))
+
+    def link(self):
+        path = self.file()
+        if path:
+            with open(self.links, "a", encoding="ascii") as file:
+                file.write(f"{os.stat(path).st_ino}\n")
+            os.link(path, os.path.join(self.folder(), self.name()))
+
+    def symbolic_link(self):
+        os.symlink(self.random.choice([self.out, "..", self.root, "no such"]), os.path.join(self.folder(), self.name()))
+
+    STEPS = {create: 6, change: 6, replace: 2, delete: 3, rename: 5, make_deep: 4, delete_deep: 1, move_out: 1, move_in: 2,
+             change_outside: 2, link: 1, symbolic_link: 1}
+
+    def run(self, operations):
+        steps = self.random.choices(list(self.STEPS), list(self.STEPS.values()), k=operations)
+        for step in steps:
+            try:
+                step(self)
+            except OSError:
+                pass  # another process was faster
+
+
+def snapshot(root):
+    """Path -> what is there, for all that is in the folder @root, itself included."""
+    found = {root: ("folder", os.stat(root).st_ino, "")}
+    for folder, folders, files in os.walk(root):
+        for name in folders + files:
+            path = os.path.join(folder, name)
+            about = os.lstat(path)
+            if os.path.islink(path):
+                found[path] = ("link", about.st_ino, os.readlink(path))
+            elif name in folders:
+                found[path] = ("folder", about.st_ino, "")
+            else:
+                with open(path, encoding="ascii") as file:
+                    found[path] = ("file", about.st_ino, file.read())
+    return found
+
+
+def changed_entries(before, after, linked):
+    for path, what in after.items():
+        old = before.get(path)
+        if what[0] == "folder" and old and old[0] == "folder" and old[1] == what[1]:
+            continue
+        if old != what and not (old and old[1] == what[1] and what[1] in linked):
+            yield path
+    yield from before.keys() - after.keys()
+
+
+def missed(before, after, told, linked, root, files):
+    """What has changed and was not told of."""
+    entries = set(changed_entries(before, after, linked))
+    if files:
+        def is_told(path):
+            if path in told:
+                return True
+            # What is gone may have gone as a part of something larger.
+            return path not in after and path != root and is_told(os.path.dirname(path))
+        return {path for path in entries if not is_told(path)}
+    folders = {os.path.dirname(path) for path in entries}
+    folders |= {path for path in entries if path in after and after[path][0] == "folder"}
+    return {path for path in folders if path in after and after[path][0] == "folder" and path not in told}
+
+
+def run_round(arguments, seed, files):
+    with tempfile.TemporaryDirectory() as base:
+        root, out = os.path.join(base, "root"), os.path.join(base, "out")
+        links = os.path.join(base, "links")
+        os.mkdir(root)
+        os.mkdir(out)
+        open(links, "w", encoding="ascii").close()
+        Worker(root, out, links, seed).run(arguments.operations // 4)
+        before = snapshot(root)
+
+        command = [arguments.jv, "watch", "--json", *(["--files"] if files else []), root]
+        watcher = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        while watcher.stderr.readline() not in (b"jv watch: watching\n", b""):
+            pass
+        told, strays = set(), []
+
+        def read():
+            for line in watcher.stdout:
+                for path in json.loads(line)["paths"]:
+                    told.add(path)
+                    if path != root and not path.startswith(root + "/"):
+                        strays.append(path)
+
+        reader = threading.Thread(target=read)
+        reader.start()
+        children = []
+        for number in range(arguments.processes):
+            child = os.fork()
+            if child == 0:
+                Worker(root, out, links, seed * 1000 + number).run(arguments.operations)
+                os._exit(0)
+            children.append(child)
+        while children:
+            if arguments.stop:
+                watcher.send_signal(signal.SIGSTOP)
+                time.sleep(0.3)
+                watcher.send_signal(signal.SIGCONT)
+            child, _ = os.waitpid(children[0], os.WNOHANG if arguments.stop else 0)
+            if child:
+                children.pop(0)
+
+        after = snapshot(root)
+        with open(links, encoding="ascii") as file:
+            linked = {int(line) for line in file}
+        end = time.monotonic() + BOUND
+        while True:
+            left = missed(before, after, set(told), linked, root, files)
+            if not left or time.monotonic() > end or watcher.poll() is not None:
+                break
+            time.sleep(0.02)
+        watcher.send_signal(signal.SIGINT)
+        errors = watcher.stderr.read().decode(errors="replace")
+        status = watcher.wait(BOUND)
+        reader.join()
+        for complaint, paths in ("missed", left), ("outside", strays):
+            if paths:
+                print(f"{len(paths)} {complaint}:", *sorted(paths)[:10], sep="\n  ")
+        if status != 0 or errors:
+            print(f"jv ended with {status}: {errors}")
+        return not left and not strays and status == 0 and not errors
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("jv")
+    parser.add_argument("--rounds", type=int, default=6)
+    parser.add_argument("--seed", type=int)
+    parser.add_argument("--operations", type=int, default=1500)
+    parser.add_argument("--processes", type=int, default=3)
+    parser.add_argument("--stop", action="store_true")
+    arguments = parser.parse_args()
+    first = arguments.seed if arguments.seed is not None else 1
+    for seed in range(first, first + arguments.rounds):
+        good = run_round(arguments, seed, files=seed % 2 == 0)
+        print(f"seed {seed}: {'good' if good else 'BAD'}", flush=True)
+        if not good:
+            sys.exit(1)
+
+
+main()
