@@ -20,8 +20,6 @@
 namespace jv {
 namespace {
 
-constexpr std::chrono::seconds kWhereNothingCanBeWatched{5};
-
 /// Descriptors that wait for others forget what they have seen once it was asked for. So the kernel is told to write
 /// down in a descriptor of its own, which stays readable until it is read, that a file has something urgent to tell.
 class UrgentEvents {
@@ -89,7 +87,7 @@ class NameWatch::HostNameWatch {
   bool works_;
 };
 
-NameWatch::NameWatch(const std::string& root)
+NameWatch::NameWatch(const std::string& root, std::chrono::milliseconds pause)
     : folder_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)),
       hostName_(std::make_unique<HostNameWatch>(root + "/proc/sys/kernel/hostname")),
       poll_(epoll_create1(EPOLL_CLOEXEC)) {
@@ -99,7 +97,7 @@ NameWatch::NameWatch(const std::string& root)
                                             IN_MOVED_TO | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_ONLYDIR) >= 0;
   if (hasFolder) watch(folder_);
   if (hostName_->works()) watch(hostName_->descriptor());
-  if (!hasFolder || !hostName_->works()) startTimer();
+  if (!hasFolder || !hostName_->works()) startTimer(pause);
 }
 
 NameWatch::~NameWatch() = default;
@@ -109,11 +107,11 @@ void NameWatch::watch(const Descriptor& descriptor) const {
   if (epoll_ctl(poll_.get(), EPOLL_CTL_ADD, descriptor.get(), &event) != 0) fail("epoll_ctl");
 }
 
-void NameWatch::startTimer() {
+void NameWatch::startTimer(std::chrono::milliseconds pause) {
   timer_ = Descriptor(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
   if (!timer_.isOpen()) fail("timerfd_create");
   itimerspec every{};
-  every.it_interval.tv_sec = every.it_value.tv_sec = kWhereNothingCanBeWatched.count();
+  every.it_interval = every.it_value = {pause.count() / 1000, pause.count() % 1000 * 1'000'000};
   timerfd_settime(timer_.get(), 0, &every, nullptr);
   watch(timer_);
 }

@@ -16,9 +16,10 @@ namespace jv {
 /// name. What comes at once makes one call. Where one of the two cannot be watched, the call comes every few seconds.
 class NameWatch final : public JVPlatform::RunLoopSource {
  public:
-  /// @param root  stands in front of the paths: empty, but for tests.
+  /// @param root   stands in front of the paths: empty, but for tests.
+  /// @param pause  between two calls where something cannot be watched.
   /// @throws std::system_error when the system has no descriptors for it.
-  explicit NameWatch(const std::string& root);
+  explicit NameWatch(const std::string& root, std::chrono::milliseconds pause = std::chrono::seconds(5));
   ~NameWatch() override;
 
   /// Who is called; nobody when empty.
@@ -31,7 +32,7 @@ class NameWatch final : public JVPlatform::RunLoopSource {
   class HostNameWatch;
 
   void watch(const Descriptor& descriptor) const;
-  void startTimer();
+  void startTimer(std::chrono::milliseconds pause);
   bool readFolder() const;
   bool readTimer() const;
 

@@ -1,7 +1,9 @@
 // jv info: what the library knows about system, machine and user, and where it has it from.
 
+#include <cstring>
 #include <filesystem>
 #include <functional>
+#include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -114,7 +116,9 @@ int info(bool json) {
   for (const auto& module : JVPlatform::modules()) {
     if (!module.problem.empty()) output.write(moduleLine(module, json));
   }
-  return output.flush() ? jv::kDone : jv::kFailed;
+  if (output.flush()) return jv::kDone;
+  std::cerr << "jv info: cannot write: " << std::strerror(output.error()) << '\n';
+  return jv::kFailed;
 }
 
 constexpr const char* kAbout = R"(Prints what is known about system, machine and user, a fact a line, and in

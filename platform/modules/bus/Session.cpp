@@ -110,13 +110,18 @@ bool SessionWatch::connect() {
       "member='NameOwnerChanged',arg0='org.freedesktop.login1'";
   if (sd_bus_add_match_async(bus, &slot, kManagerOwner, onManagerOwner, nullptr, this) < 0) return false;
   managerOwner_.reset(slot);
+  if (sd_bus_match_signal_async(bus, &slot, login::kService, login::kPath, login::kManager, "SessionNew", onNewSession,
+                                nullptr, this) < 0) {
+    return false;
+  }
+  newSession_.reset(slot);
   if (sd_bus_attach_event(bus, event_.get(), SD_EVENT_PRIORITY_NORMAL) < 0) return false;
   findSession();
   return true;
 }
 
 void SessionWatch::disconnect() {
-  for (SdSlot* const slot : {&question_, &properties_, &managerOwner_, &disconnected_}) slot->reset();
+  for (SdSlot* const slot : {&question_, &properties_, &newSession_, &managerOwner_, &disconnected_}) slot->reset();
   if (bus_) sd_bus_detach_event(bus_.get());
   bus_.reset();
 }
@@ -128,6 +133,7 @@ void SessionWatch::joinSoon() {
 }
 
 void SessionWatch::join() {
+  sd_event_source_set_enabled(joinTime_.get(), SD_EVENT_OFF);
   disconnect();
   if (!connect()) joinSoon();
 }
@@ -157,6 +163,12 @@ int SessionWatch::onManagerOwner(sd_bus_message* message, void* self, sd_bus_err
   const char* now = nullptr;
   const bool came = sd_bus_message_read(message, "sss", &name, &before, &now) > 0 && *now != '\0';
   if (came) static_cast<SessionWatch*>(self)->findSession();
+  return 0;
+}
+
+// A service of the user's may run before and between sessions.
+int SessionWatch::onNewSession(sd_bus_message*, void* self, sd_bus_error*) noexcept {
+  static_cast<SessionWatch*>(self)->findSession();
   return 0;
 }
 

@@ -17,9 +17,9 @@ namespace jv {
 /// As `BusModule::watchSession`.
 std::shared_ptr<JVPlatform::RunLoopSource> watchSession(std::function<void(bool active)> changed) noexcept;
 
-/// One connection to the system bus. Which session is the own one is asked once the session manager is there, and again
-/// when it comes back; what it says in the meantime stays. A bus that goes is joined again: at once, a few times more
-/// in the seconds after, and whenever something appears in the folder of its socket.
+/// One connection to the system bus. Which session is the own one is asked once the session manager is there, when it
+/// comes back, and when a session begins; what was known last stays meanwhile. A bus that goes is joined again: at
+/// once, a few times more in the seconds after, and whenever something appears in the folder of its socket.
 class SessionWatch final : public JVPlatform::RunLoopSource {
  public:
   /// @throws std::system_error when the system has no descriptors for it.
@@ -65,6 +65,7 @@ class SessionWatch final : public JVPlatform::RunLoopSource {
   static int onFolder(sd_event_source*, const struct inotify_event*, void* self) noexcept;
   static int onDisconnected(sd_bus_message*, void* self, sd_bus_error*) noexcept;
   static int onManagerOwner(sd_bus_message*, void* self, sd_bus_error*) noexcept;
+  static int onNewSession(sd_bus_message*, void* self, sd_bus_error*) noexcept;
 
   std::function<void(bool active)> changed_;
   std::vector<bool> untold_;  // gathered while the library's code runs, told when it has returned
@@ -81,6 +82,7 @@ class SessionWatch final : public JVPlatform::RunLoopSource {
   SdSlot question_;
   SdSlot disconnected_;
   SdSlot managerOwner_;
+  SdSlot newSession_;
   SdSlot properties_;
 };
 

@@ -1,0 +1,72 @@
+"""Private buses, and services on them that answer what a test tells them."""
+
+import os
+import shutil
+import subprocess
+import sys
+
+from listening import eventually
+from namespaces import skip
+
+CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig><type>{kind}</type><listen>unix:path={path}</listen>
+<policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy>
+</busconfig>
+"""
+DEBIAN = "/usr/bin/python3"
+
+try:
+    import dbus
+    import dbusmock  # noqa: F401  started as a program below
+except ImportError as missing:
+    # Debian's packages are there for Debian's interpreter alone.
+    if os.path.exists(DEBIAN) and not os.path.samefile(DEBIAN, sys.executable):
+        os.execv(DEBIAN, [DEBIAN, "-B", *sys.argv])
+    skip(f"no {missing.name}")
+if not shutil.which("dbus-daemon"):
+    skip("no dbus-daemon")
+
+MOCK = "org.freedesktop.DBus.Mock"
+
+
+class Bus:
+    """A bus of the kind "system" or "session" with its socket in @folder. Its address goes into the environment."""
+
+    def __init__(self, kind, folder):
+        self.kind = kind
+        self.path = os.path.join(folder, kind)
+        self.address = f"unix:path={self.path}"
+        self.file = self.path + ".conf"
+        with open(self.file, "w", encoding="ascii") as file:
+            file.write(CONFIGURATION.format(kind=kind, path=self.path))
+        os.environ[f"DBUS_{kind.upper()}_BUS_ADDRESS"] = self.address
+        self.services = []
+        self.start()
+
+    def start(self):
+        self.daemon = subprocess.Popen(["dbus-daemon", f"--config-file={self.file}", "--nofork", "--nopidfile",
+                                        "--print-address"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        assert self.daemon.stdout.readline(), "the bus did not start"
+        self.connection = dbus.bus.BusConnection(self.address)
+
+    def serve(self, *arguments):
+        """Starts a service with the arguments of dbusmock."""
+        service = subprocess.Popen([sys.executable, "-m", "dbusmock", f"--{self.kind}", *arguments],
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.services.append(service)
+        return service
+
+    def wait_for(self, name, there=True):
+        eventually(lambda: self.connection.name_has_owner(name) == there)
+
+    def mock(self, name, path):
+        return dbus.Interface(self.connection.get_object(name, path), MOCK)
+
+    def stop(self):
+        self.connection.close()
+        for process in [*self.services, self.daemon]:
+            process.kill()
+            process.wait()
+        self.daemon.stdout.close()
+        self.services = []

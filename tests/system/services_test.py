@@ -1,0 +1,197 @@
+"""services_test.py JV: `jv info` and `jv listen` with the desktop's services on private buses."""
+
+import json
+import os
+import pathlib
+import queue
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
+from buses import Bus  # noqa: E402  skips the test where there can be none
+from listening import Listening, eventually  # noqa: E402
+import dbus  # noqa: E402
+
+JV = os.path.abspath(sys.argv.pop(1))
+if "sanitized" in sys.argv:
+    sys.argv.remove("sanitized")
+
+for name in ("XDG_SESSION_ID", "XDG_SESSION_TYPE", "DISPLAY", "WAYLAND_DISPLAY", "XDG_CONFIG_HOME"):
+    os.environ.pop(name, None)
+
+LOGIN = "org.freedesktop.login1"
+SESSION = LOGIN + ".Session"
+MANAGER = LOGIN + ".Manager"
+ACCOUNTS = "org.freedesktop.Accounts"
+ACTIVE = ("JVUserDidBecomeActive", "active")
+MINE, OTHER = os.getuid(), os.getuid() + 1
+
+
+def facts():
+    """All of `jv info` as value and origin by name, and the seconds that it took."""
+    start = time.monotonic()
+    done = subprocess.run([JV, "info", "--json"], capture_output=True, timeout=60, check=True)
+    seconds = time.monotonic() - start
+    assert done.stderr == b"", done.stderr
+    lines = map(json.loads, done.stdout.splitlines())
+    return {line["fact"]: (line["value"], line["origin"]) for line in lines if "fact" in line}, seconds
+
+
+class Services(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        os.environ["HOME"] = self.folder
+        self.system = self.bus("system")
+        self.session = self.bus("session")
+
+    def bus(self, kind):
+        bus = Bus(kind, self.folder)
+        self.addCleanup(bus.stop)
+        return bus
+
+    def serve_accounts(self, name, email):
+        self.system.serve(ACCOUNTS, "/org/freedesktop/Accounts", ACCOUNTS)
+        self.system.wait_for(ACCOUNTS)
+        mock = self.system.mock(ACCOUNTS, "/org/freedesktop/Accounts")
+        user = f"/org/freedesktop/Accounts/User{MINE}"
+        mock.AddMethod(ACCOUNTS, "FindUserById", "x", "o", f"ret = dbus.ObjectPath('{user}' if args[0] == {MINE} else '/')")
+        mock.AddObject(user, ACCOUNTS + ".User", {"RealName": name, "Email": email}, dbus.Array([], signature="(ssss)"))
+
+    def serve_login(self, *sessions):
+        """Sessions as (identifier, user)."""
+        self.system.serve("--template", "logind")
+        self.system.wait_for(LOGIN)
+        mock = self.system.mock(LOGIN, "/org/freedesktop/login1")
+        mock.AddMethod(MANAGER, "GetUser", "u", "o", "ret = dbus.ObjectPath('/org/freedesktop/login1/user/%i' % args[0])")
+        for name, user in sessions:
+            path = mock.AddSession(name, "seat0", dbus.UInt32(user), "somebody", True)
+            mock.EmitSignal(MANAGER, "SessionNew", "so", [name, dbus.ObjectPath(path)])
+
+    def update(self, session, properties):
+        self.system.mock(LOGIN, f"/org/freedesktop/login1/session/{session}").UpdateProperties(SESSION, properties)
+
+    def activate(self, session, active):
+        self.update(session, {"Active": active})
+
+    def join(self, listening, session):
+        """Switches back and forth until it is heard, and takes what came of it."""
+        def heard():
+            self.activate(session, False)
+            self.activate(session, True)
+            try:
+                return listening.next(timeout=0.1) == ACTIVE
+            except queue.Empty:
+                return False
+        eventually(heard)
+        listening.waiting()
+
+    def test_name_and_address_of_the_account(self):
+        self.serve_accounts("Ada Lovelace", "ada@example.org")
+        found, _ = facts()
+        self.assertEqual(found["user name"], ("Ada Lovelace", "accounts service"))
+        self.assertEqual(found["user e-mail"], ("ada@example.org", "accounts service"))
+
+    def test_the_own_card_where_the_account_has_no_address(self):
+        self.serve_accounts("", "")
+        self.assertEqual(facts()[0]["user e-mail"], (None, None))
+        card = pathlib.Path(self.folder, ".config/JorvaneFoundation/me.vcf")
+        card.parent.mkdir(parents=True)
+        card.write_text("BEGIN:VCARD\nEMAIL:a@example.org\nEMAIL;PREF=1:b@example.org\nEND:VCARD\n", encoding="utf-8")
+        self.assertEqual(facts()[0]["user e-mail"], ("b@example.org", "the user's own card"))
+
+    def test_nothing_waits_for_services_that_are_silent_or_gone(self):
+        fixed, seconds = facts()
+        self.assertLess(seconds, 10)
+        for name in (ACCOUNTS, LOGIN):
+            self.system.serve(name, "/", "org.example.Nothing")
+            self.system.wait_for(name)
+        self.assertEqual(facts()[0], fixed, "services without the objects")
+        for service in self.system.services:
+            os.kill(service.pid, 19)  # SIGSTOP
+        found, seconds = facts()
+        self.assertEqual(found, fixed)
+        self.assertLess(seconds, 10)
+        os.kill(self.system.daemon.pid, 19)
+        found, seconds = facts()
+        self.assertEqual(found, fixed, "a bus that lets nobody in")
+        self.assertLess(seconds, 10)
+        os.kill(self.system.daemon.pid, 18)  # SIGCONT
+        self.system.stop()
+        self.assertEqual(facts()[0], fixed, "no bus")
+        self.system.start()
+
+    def test_idle_time_of_the_compositor(self):
+        name = "org.gnome.Mutter.IdleMonitor"
+        path = "/org/gnome/Mutter/IdleMonitor/Core"
+        self.session.serve(name, path, name)
+        self.session.wait_for(name)
+        self.session.mock(name, path).AddMethod(name, "GetIdletime", "", "t", "ret = dbus.UInt64(5000000)")
+        self.assertEqual(facts()[0]["idle seconds"], (None, None), "not in a session of Wayland")
+        for variable, value in (("WAYLAND_DISPLAY", "wayland-0"), ("XDG_SESSION_TYPE", "wayland")):
+            os.environ[variable] = value
+            self.addCleanup(os.environ.pop, variable, None)
+            self.assertEqual(facts()[0]["idle seconds"], (5000.0, "compositor's idle monitor"))
+            del os.environ[variable]
+
+    def test_idle_hint_of_the_session(self):
+        self.serve_login(("c1", MINE))
+        os.environ["XDG_SESSION_ID"] = "c1"
+        self.addCleanup(os.environ.pop, "XDG_SESSION_ID")
+        moment = dbus.UInt64(time.clock_gettime_ns(time.CLOCK_MONOTONIC) // 1000 - 100_000_000)
+        self.update("c1", {"IdleHint": False, "IdleSinceHintMonotonic": moment})
+        self.assertEqual(facts()[0]["idle seconds"], (None, None), "not idle: the moment is that of the last input")
+        self.update("c1", {"IdleHint": True, "IdleSinceHintMonotonic": moment})
+        value, origin = facts()[0]["idle seconds"]
+        self.assertEqual(origin, "session manager's idle hint")
+        self.assertGreaterEqual(value, 100)
+        self.assertLess(value, 200)
+
+    def test_switches_of_the_own_session_are_told(self):
+        self.serve_login(("c1", OTHER), ("c2", MINE))
+        user = self.system.connection.get_object(LOGIN, f"/org/freedesktop/login1/user/{MINE}")
+        user.Set(LOGIN + ".User", "Display", dbus.Struct(("c2", dbus.ObjectPath("/org/freedesktop/login1/session/c2"))),
+                 dbus_interface="org.freedesktop.DBus.Properties")
+        for why, variable in (("named by the environment", "c2"), ("the user's, since the name is another's", "c1"),
+                              ("the user's", None)):
+            with self.subTest(why):
+                environment = {**os.environ, **({"XDG_SESSION_ID": variable} if variable else {})}
+                with Listening(JV, env=environment) as listening:
+                    self.join(listening, "c2")
+                    self.activate("c1", False)
+                    self.activate("c1", True)
+                    self.activate("c2", False)
+                    self.update("c2", {"LockedHint": True})
+                    self.activate("c2", True)
+                    self.activate("c2", True)
+                    self.activate("c2", False)
+                    self.activate("c2", True)
+                    self.assertEqual([listening.next(), listening.next()], [ACTIVE, ACTIVE])
+                    self.assertEqual(listening.waiting(), [])
+
+    def test_services_and_buses_that_come_later_and_go_are_joined_again(self):
+        self.system.stop()
+        environment = {**os.environ, "XDG_SESSION_ID": "c1"}
+        with Listening(JV, env=environment) as listening:
+            for round_ in range(3):
+                self.system.start()
+                self.serve_login(("c1", MINE))
+                self.join(listening, "c1")
+                if round_ == 0:
+                    before = listening.descriptors(), listening.threads()
+                service = self.system.services.pop()
+                service.kill()
+                service.wait()
+                self.system.wait_for(LOGIN, there=False)
+                self.serve_login(("c1", MINE))
+                self.join(listening, "c1")
+                self.assertEqual((listening.descriptors(), listening.threads()), before)
+                self.system.stop()
+            self.system.start()
+
+
+unittest.main()
