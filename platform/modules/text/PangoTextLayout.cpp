@@ -78,10 +78,11 @@ NSSize measure(ThreadLayout& layout, std::string_view text, const TextStyle& sty
   // A text of any size is set at one that Pango's units can hold, and what comes out is multiplied.
   const double factor = sizeOf(style) / std::clamp(sizeOf(style), 1.0, ThreadLayout::kLargestSize);
   const ThreadLayout::Setting setting = settingOf(style, width, factor);
+  layout.begin(setting);
   Room room(leadingOf(setting));
   const auto visit = [&](PangoLayoutLine*, const PangoRectangle& extents, bool whole) { room.addLine(extents, whole); };
   forEachLine(
-      text, [&](std::string_view line) { layout.setLine(line, setting, visit); },
+      text, [&](std::string_view line) { layout.setLine(line, visit); },
       [&] { room.addSpace(style.paragraphSpacing / factor); });
   return {room.size().width * factor, room.size().height * factor};
 }
@@ -104,6 +105,7 @@ class Sheet {
   /// Draws @p styled below what is there, @p width points wide, with @p scale pixels a point.
   void draw(ThreadLayout& layout, const StyledText& styled, double width, double scale) {
     const ThreadLayout::Setting setting = settingOf(styled.style, width, 1 / scale);
+    layout.begin(setting);
     const double leading = leadingOf(setting);
     const auto visit = [&](PangoLayoutLine* line, const PangoRectangle& extents, bool) {
       const double left = spaceBefore(*line, extents, setting) - inPoints(extents.x);
@@ -113,7 +115,7 @@ class Sheet {
       top_ += inPoints(extents.height) + leading;
     };
     forEachLine(
-        styled.text, [&](std::string_view line) { layout.setLine(line, setting, visit); },
+        styled.text, [&](std::string_view line) { layout.setLine(line, visit); },
         [&] { top_ += styled.style.paragraphSpacing * scale; });
   }
 
