@@ -215,16 +215,20 @@ TEST(TextLayout, DrawsPictures) {
   const StyledText texts[] = {{"one\ntwo", style}, {"three", style}};
   const double height = 3 * mono()->lineHeight();
   for (const double scale : {0.5, 1.0, 2.5}) {
-    const auto picture = layout->picture(texts, 100, scale);
+    const auto picture = layout->picture(texts, 100, 10, scale);
     ASSERT_TRUE(picture);
     const auto [columns, rows] = sidesOf(*picture);
     EXPECT_EQ(columns, std::ceil(100 * scale));
-    EXPECT_NEAR(rows, height * scale, 1);
+    EXPECT_NEAR(rows, (height + 20) * scale, 1);
   }
   const StyledText tall[] = {{"a\nb", {NSFont::fontWithName("DejaVu Sans", 1e5)->platformFont(), 0, {}}}};
-  EXPECT_FALSE(layout->picture(tall, 100, 1));
-  for (const double width : {0.0, -1.0, 1e6, kInfinity, std::nan("")}) EXPECT_FALSE(layout->picture(texts, width, 1));
-  for (const double scale : {0.0, -1.0, 1e6, kInfinity, std::nan("")}) EXPECT_FALSE(layout->picture(texts, 100, scale));
+  EXPECT_FALSE(layout->picture(tall, 100, 0, 1));
+  for (const double width : {0.0, -1.0, 1e6, kInfinity, std::nan("")})
+    EXPECT_FALSE(layout->picture(texts, width, 0, 1));
+  for (const double scale : {0.0, -1.0, 1e6, kInfinity, std::nan("")})
+    EXPECT_FALSE(layout->picture(texts, 100, 0, scale));
+  for (const double margin : {-1.0, 50.0, kInfinity, std::nan("")})
+    EXPECT_FALSE(layout->picture(texts, 100, margin, 1));
 }
 
 TEST(NoInstalledFonts, GiveNoText) {

@@ -17,6 +17,8 @@ enum ExitStatus : int {
 };
 
 void addEncodingCommand(CLI::App& app, int& status);
+void addFontCommand(CLI::App& app, int& status);
 void addRunCommand(CLI::App& app, int& status);
+void addTextSizeCommand(CLI::App& app, int& status);
 
 }  // namespace jv

@@ -27,7 +27,9 @@ int main(int argc, char** argv) try {
 
   int status = jv::kDone;
   jv::addEncodingCommand(app, status);
+  jv::addFontCommand(app, status);
   jv::addRunCommand(app, status);
+  jv::addTextSizeCommand(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -92,8 +92,8 @@ class Sheet {
  public:
   static constexpr double kLargestSide = 16384;
 
-  Sheet(unsigned width, unsigned height)
-      : picture_{width, height, std::vector<std::uint8_t>(std::size_t{width} * height)} {
+  Sheet(unsigned width, unsigned height, double margin)
+      : margin_(margin), top_(margin), picture_{width, height, std::vector<std::uint8_t>(std::size_t{width} * height)} {
     bitmap_.width = width;
     bitmap_.rows = height;
     bitmap_.pitch = static_cast<int>(width);
@@ -108,7 +108,7 @@ class Sheet {
     layout.begin(setting);
     const double leading = leadingOf(setting);
     const auto visit = [&](PangoLayoutLine* line, const PangoRectangle& extents, bool) {
-      const double left = spaceBefore(*line, extents, setting) - inPoints(extents.x);
+      const double left = margin_ + spaceBefore(*line, extents, setting) - inPoints(extents.x);
       const double baseline = top_ - inPoints(extents.y);
       pango_ft2_render_layout_line(&bitmap_, line, static_cast<int>(std::lround(left)),
                                    static_cast<int>(std::lround(baseline)));
@@ -142,9 +142,10 @@ class Sheet {
     }
   }
 
+  double margin_;  // in pixels, as all in here
+  double top_;
   GreyPicture picture_;
   FT_Bitmap bitmap_{};
-  double top_ = 0;
 };
 
 class PangoTextLayout final : public JVPlatform::TextLayout {
@@ -157,19 +158,21 @@ class PangoTextLayout final : public JVPlatform::TextLayout {
     return std::nullopt;
   }
 
-  std::optional<std::vector<std::uint8_t>> picture(std::span<const StyledText> texts, double width,
+  std::optional<std::vector<std::uint8_t>> picture(std::span<const StyledText> texts, double width, double margin,
                                                    double scale) override try {
     ThreadLayout& layout = ThreadLayout::mine();
     if (!layout.hasFonts()) return std::nullopt;
-    double height = 0;
-    for (const StyledText& styled : texts) height += measure(layout, styled.text, styled.style, width).height;
+    const double room = width - 2 * margin;
+    if (!(room > 0 && margin >= 0)) return std::nullopt;
+    double height = 2 * margin;
+    for (const StyledText& styled : texts) height += measure(layout, styled.text, styled.style, room).height;
     const double columns = std::ceil(width * scale);
     const double rows = std::ceil(height * scale);
     if (!(columns >= 1 && columns <= Sheet::kLargestSide && rows >= 1 && rows <= Sheet::kLargestSide)) {
       return std::nullopt;
     }
-    Sheet sheet(static_cast<unsigned>(columns), static_cast<unsigned>(rows));
-    for (const StyledText& styled : texts) sheet.draw(layout, styled, width, scale);
+    Sheet sheet(static_cast<unsigned>(columns), static_cast<unsigned>(rows), margin * scale);
+    for (const StyledText& styled : texts) sheet.draw(layout, styled, room, scale);
     return pngOf(sheet.finish());
   } catch (...) {
     return std::nullopt;
