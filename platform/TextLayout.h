@@ -50,10 +50,11 @@ class JV_EXPORT TextLayout {
   /// @return  none when nothing can be laid out
   virtual std::optional<NSRect> usedRect(std::string_view text, double width, const TextStyle& style) = 0;
 
-  /// A picture of @p texts one below the other, black on white, as the bytes of a PNG file: @p width points wide, with
-  /// @p scale pixels a point. None when it cannot be drawn or is larger than 16384 pixels either way.
+  /// A picture of @p texts one below the other, black on white, as the bytes of a PNG file: @p width points wide, @p
+  /// margin points of them white at every edge, with @p scale pixels a point. None when it cannot be drawn or is larger
+  /// than 16384 pixels either way.
   virtual std::optional<std::vector<std::uint8_t>> picture(std::span<const StyledText> texts, double width,
-                                                           double scale) = 0;
+                                                           double margin, double scale) = 0;
 };
 
 /// The implementation in use: at first one by Pango. Where its module cannot be had, one that lays out nothing.

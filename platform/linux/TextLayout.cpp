@@ -12,7 +12,8 @@ class NoLayout final : public JVPlatform::TextLayout {
   std::optional<NSRect> usedRect(std::string_view, double, const JVPlatform::TextStyle&) override {
     return std::nullopt;
   }
-  std::optional<std::vector<std::uint8_t>> picture(std::span<const JVPlatform::StyledText>, double, double) override {
+  std::optional<std::vector<std::uint8_t>> picture(std::span<const JVPlatform::StyledText>, double, double,
+                                                   double) override {
     return std::nullopt;
   }
 };

@@ -28,7 +28,8 @@ class FakeLayout final : public JVPlatform::TextLayout {
     lastStyle = style;
     return answer;
   }
-  std::optional<std::vector<std::uint8_t>> picture(std::span<const JVPlatform::StyledText>, double, double) override {
+  std::optional<std::vector<std::uint8_t>> picture(std::span<const JVPlatform::StyledText>, double, double,
+                                                   double) override {
     return std::nullopt;
   }
 

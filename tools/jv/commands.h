@@ -23,5 +23,8 @@ void addListenCommand(CLI::App& app, int& status);
 void addRunCommand(CLI::App& app, int& status);
 void addScreensCommand(CLI::App& app, int& status);
 void addWatchCommand(CLI::App& app, int& status);
+void addFontCommand(CLI::App& app, int& status);
+void addRunCommand(CLI::App& app, int& status);
+void addTextSizeCommand(CLI::App& app, int& status);
 
 }  // namespace jv

@@ -33,6 +33,9 @@ int main(int argc, char** argv) try {
   jv::addRunCommand(app, status);
   jv::addScreensCommand(app, status);
   jv::addWatchCommand(app, status);
+  jv::addFontCommand(app, status);
+  jv::addRunCommand(app, status);
+  jv::addTextSizeCommand(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

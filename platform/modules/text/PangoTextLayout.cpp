@@ -78,10 +78,11 @@ NSSize measure(ThreadLayout& layout, std::string_view text, const TextStyle& sty
   // A text of any size is set at one that Pango's units can hold, and what comes out is multiplied.
   const double factor = sizeOf(style) / std::clamp(sizeOf(style), 1.0, ThreadLayout::kLargestSize);
   const ThreadLayout::Setting setting = settingOf(style, width, factor);
+  layout.begin(setting);
   Room room(leadingOf(setting));
   const auto visit = [&](PangoLayoutLine*, const PangoRectangle& extents, bool whole) { room.addLine(extents, whole); };
   forEachLine(
-      text, [&](std::string_view line) { layout.setLine(line, setting, visit); },
+      text, [&](std::string_view line) { layout.setLine(line, visit); },
       [&] { room.addSpace(style.paragraphSpacing / factor); });
   return {room.size().width * factor, room.size().height * factor};
 }
@@ -91,8 +92,8 @@ class Sheet {
  public:
   static constexpr double kLargestSide = 16384;
 
-  Sheet(unsigned width, unsigned height)
-      : picture_{width, height, std::vector<std::uint8_t>(std::size_t{width} * height)} {
+  Sheet(unsigned width, unsigned height, double margin)
+      : margin_(margin), top_(margin), picture_{width, height, std::vector<std::uint8_t>(std::size_t{width} * height)} {
     bitmap_.width = width;
     bitmap_.rows = height;
     bitmap_.pitch = static_cast<int>(width);
@@ -104,16 +105,17 @@ class Sheet {
   /// Draws @p styled below what is there, @p width points wide, with @p scale pixels a point.
   void draw(ThreadLayout& layout, const StyledText& styled, double width, double scale) {
     const ThreadLayout::Setting setting = settingOf(styled.style, width, 1 / scale);
+    layout.begin(setting);
     const double leading = leadingOf(setting);
     const auto visit = [&](PangoLayoutLine* line, const PangoRectangle& extents, bool) {
-      const double left = spaceBefore(*line, extents, setting) - inPoints(extents.x);
+      const double left = margin_ + spaceBefore(*line, extents, setting) - inPoints(extents.x);
       const double baseline = top_ - inPoints(extents.y);
       pango_ft2_render_layout_line(&bitmap_, line, static_cast<int>(std::lround(left)),
                                    static_cast<int>(std::lround(baseline)));
       top_ += inPoints(extents.height) + leading;
     };
     forEachLine(
-        styled.text, [&](std::string_view line) { layout.setLine(line, setting, visit); },
+        styled.text, [&](std::string_view line) { layout.setLine(line, visit); },
         [&] { top_ += styled.style.paragraphSpacing * scale; });
   }
 
@@ -140,9 +142,10 @@ class Sheet {
     }
   }
 
+  double margin_;  // in pixels, as all in here
+  double top_;
   GreyPicture picture_;
   FT_Bitmap bitmap_{};
-  double top_ = 0;
 };
 
 class PangoTextLayout final : public JVPlatform::TextLayout {
@@ -155,19 +158,21 @@ class PangoTextLayout final : public JVPlatform::TextLayout {
     return std::nullopt;
   }
 
-  std::optional<std::vector<std::uint8_t>> picture(std::span<const StyledText> texts, double width,
+  std::optional<std::vector<std::uint8_t>> picture(std::span<const StyledText> texts, double width, double margin,
                                                    double scale) override try {
     ThreadLayout& layout = ThreadLayout::mine();
     if (!layout.hasFonts()) return std::nullopt;
-    double height = 0;
-    for (const StyledText& styled : texts) height += measure(layout, styled.text, styled.style, width).height;
+    const double room = width - 2 * margin;
+    if (!(room > 0 && margin >= 0)) return std::nullopt;
+    double height = 2 * margin;
+    for (const StyledText& styled : texts) height += measure(layout, styled.text, styled.style, room).height;
     const double columns = std::ceil(width * scale);
     const double rows = std::ceil(height * scale);
     if (!(columns >= 1 && columns <= Sheet::kLargestSide && rows >= 1 && rows <= Sheet::kLargestSide)) {
       return std::nullopt;
     }
-    Sheet sheet(static_cast<unsigned>(columns), static_cast<unsigned>(rows));
-    for (const StyledText& styled : texts) sheet.draw(layout, styled, width, scale);
+    Sheet sheet(static_cast<unsigned>(columns), static_cast<unsigned>(rows), margin * scale);
+    for (const StyledText& styled : texts) sheet.draw(layout, styled, room, scale);
     return pngOf(sheet.finish());
   } catch (...) {
     return std::nullopt;

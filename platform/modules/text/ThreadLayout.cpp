@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
+#include <mutex>
+#include <span>
 
 #include "platform/modules/text/text_lines.h"
 
@@ -44,6 +45,13 @@ Description descriptionOf(const FontFace* face, double size) {
   return description;
 }
 
+/// Pango would put a hyphen where it breaks a line within a word, and make room for it.
+auto withoutHyphens() {
+  std::unique_ptr<PangoAttrList, decltype(&pango_attr_list_unref)> list(pango_attr_list_new(), &pango_attr_list_unref);
+  pango_attr_list_insert(list.get(), pango_attr_insert_hyphens_new(FALSE));
+  return list;
+}
+
 PangoAlignment alignmentOf(NSTextAlignment alignment) {
   switch (alignment) {
     case NSTextAlignment::right:
@@ -55,14 +63,26 @@ PangoAlignment alignmentOf(NSTextAlignment alignment) {
   }
 }
 
+bool breaks(const ThreadLayout::Setting& setting) { return std::isfinite(setting.width); }
+
 /// How many bytes are set at a time. Pango looks at the whole rest of a paragraph for each line of it that breaks
 /// within a word; so what a long paragraph costs would grow with the square of its length.
-std::size_t pieceSize(const ThreadLayout::Setting& setting) {
+std::size_t pieceSizeFor(const ThreadLayout::Setting& setting) {
   constexpr std::size_t kUnbroken = std::size_t{64} << 10;
-  if (std::isinf(setting.width)) return kUnbroken;
+  if (!breaks(setting)) return kUnbroken;
   constexpr double kMostWork = 1 << 15;  // bytes times lines
   const double bytesInLine = std::max(2 * setting.width / setting.size, 1.0);
   return static_cast<std::size_t>(std::clamp(std::sqrt(kMostWork * bytesInLine), 128.0, double{kUnbroken}));
+}
+
+/// Whether all glyphs of @p run that stand for missing ones are as wide as they ought to be.
+bool hasWidths(const PangoLayoutRun& run) {
+  const std::span glyphs(run.glyphs->glyphs, static_cast<std::size_t>(run.glyphs->num_glyphs));
+  const auto isStandIn = [](const PangoGlyphInfo& info) { return (info.glyph & PANGO_GLYPH_UNKNOWN_FLAG) != 0; };
+  if (std::ranges::none_of(glyphs, isStandIn)) return true;
+  const std::unique_ptr<PangoFontMetrics, decltype(&pango_font_metrics_unref)> metrics(
+      pango_font_get_metrics(run.item->analysis.font, nullptr), &pango_font_metrics_unref);
+  return pango_font_metrics_get_approximate_char_width(metrics.get()) > 0;
 }
 
 }  // namespace
@@ -98,49 +118,79 @@ void ThreadLayout::makeAnew() {
   pango_context_set_round_glyph_positions(context_.get(), FALSE);
   layout_.reset(pango_layout_new(context_.get()));
   pango_layout_set_wrap(layout_.get(), PANGO_WRAP_WORD_CHAR);
+  pango_layout_set_attributes(layout_.get(), withoutHyphens().get());
   const Owned<PangoFont> any(pango_context_load_font(context_.get(), descriptionOf(nullptr, 12).get()));
   hasFonts_ = any != nullptr;
 }
 
-void ThreadLayout::apply(const Setting& setting) {
-  pango_layout_set_font_description(layout_.get(), descriptionOf(setting.face, setting.size).get());
-  const bool breaks = std::isfinite(setting.width);
-  pango_layout_set_width(layout_.get(), breaks ? static_cast<int>(setting.width * PANGO_SCALE) : -1);
-  pango_layout_set_alignment(layout_.get(), alignmentOf(setting.alignment));
-  pango_layout_set_justify(layout_.get(), setting.alignment == NSTextAlignment::justified);
+void ThreadLayout::begin(const Setting& setting) {
+  setting_ = setting;
+  PangoLayout* const layout = layout_.get();
+  pango_layout_set_font_description(layout, descriptionOf(setting.face, setting.size).get());
+  pango_layout_set_width(layout, breaks(setting) ? static_cast<int>(setting.width * PANGO_SCALE) : -1);
+  pango_layout_set_alignment(layout, alignmentOf(setting.alignment));
+  pango_layout_set_justify(layout, setting.alignment == NSTextAlignment::justified);
 }
 
-void ThreadLayout::setLine(std::string_view text, const Setting& setting, const Visitor& visit) {
-  apply(setting);
-  const bool breaks = std::isfinite(setting.width);
-  pango_context_set_base_dir(context_.get(), PANGO_DIRECTION_WEAK_LTR);  // of a text without a direction of its own
-  pango_layout_set_auto_dir(layout_.get(), TRUE);
-  for (std::size_t size = pieceSize(setting);;) {
+/// Whether the lines of the layout are right where they have stand-ins for missing glyphs. Pango computes the width of
+/// these when a font first needs one, and it becomes 0, for as long as the font is kept, when another thread is just at
+/// the same with a font of its own: a mark against recursion belongs to all threads.
+bool ThreadLayout::standInsHaveWidths() const {
+  if (pango_layout_get_unknown_glyphs_count(layout_.get()) == 0) return true;
+  for (GSList* line = pango_layout_get_lines_readonly(layout_.get()); line; line = line->next) {
+    for (GSList* run = static_cast<PangoLayoutLine*>(line->data)->runs; run; run = run->next) {
+      if (!hasWidths(*static_cast<PangoLayoutRun*>(run->data))) return false;
+    }
+  }
+  return true;
+}
+
+void ThreadLayout::set(std::string_view text, std::optional<PangoDirection> direction) {
+  pango_context_set_base_dir(context_.get(), direction.value_or(PANGO_DIRECTION_WEAK_LTR));
+  pango_layout_set_auto_dir(layout_.get(), !direction);
+  pango_layout_set_text(layout_.get(), text.data(), static_cast<int>(text.size()));
+}
+
+/// The lines of @p text, which belong to the layout until the next. Without @p direction it has that of its first
+/// letter.
+GSList* ThreadLayout::linesOf(std::string_view text, std::optional<PangoDirection> direction) {
+  constexpr int kTries = 20;  // each with less that other threads have yet to compute
+  set(text, direction);
+  for (int i = 0; i < kTries && !standInsHaveWidths(); ++i) {
+    static std::mutex oneAtATime;
+    const std::lock_guard lock(oneAtATime);
+    makeAnew();
+    begin(setting_);
+    set(text, direction);
+  }
+  return pango_layout_get_lines_readonly(layout_.get());
+}
+
+void ThreadLayout::setLine(std::string_view text, const Visitor& visit) {
+  const bool breaking = breaks(setting_);
+  std::optional<PangoDirection> direction;
+  for (std::size_t size = pieceSizeFor(setting_);;) {
     const std::string_view piece = beginningOf(text, size);
     const bool last = piece.size() == text.size();
-    pango_layout_set_text(layout_.get(), piece.data(), static_cast<int>(piece.size()));
-    GSList* lines = pango_layout_get_lines_readonly(layout_.get());
-    // The last line of a piece may go on in the next.
-    if (!last && breaks && !lines->next) {
-      size *= 2;
+    GSList* lines = linesOf(piece, direction);
+    if (breaking && !last && !lines->next) {
+      size *= 2;  // not even one line
       continue;
     }
-    const auto direction = static_cast<PangoDirection>(static_cast<PangoLayoutLine*>(lines->data)->resolved_dir);
+    // All pieces run in the direction of the first.
+    direction = static_cast<PangoDirection>(static_cast<PangoLayoutLine*>(lines->data)->resolved_dir);
     std::size_t used = piece.size();
     for (; lines; lines = lines->next) {
       auto* const line = static_cast<PangoLayoutLine*>(lines->data);
-      if (!last && breaks && !lines->next) {
-        used = static_cast<std::size_t>(line->start_index);
+      if (breaking && !last && !lines->next) {
+        used = static_cast<std::size_t>(line->start_index);  // it may go on in the next piece
         break;
       }
       PangoRectangle extents;
       pango_layout_line_get_extents(line, nullptr, &extents);
-      visit(line, extents, last || breaks);
+      visit(line, extents, breaking || last);
     }
     if (last) break;
-    // What follows runs in the direction of the beginning.
-    pango_context_set_base_dir(context_.get(), direction);
-    pango_layout_set_auto_dir(layout_.get(), FALSE);
     text.remove_prefix(used);
   }
   pango_layout_set_text(layout_.get(), "", 0);  // nothing of the text is kept

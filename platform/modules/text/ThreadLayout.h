@@ -7,6 +7,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include <JorvaneFoundation/platform/TextLayout.h>
@@ -29,7 +30,8 @@ class ThreadLayout {
   /// Whether there is any font.
   [[nodiscard]] bool hasFonts() const { return hasFonts_; }
 
-  /// How lines are set. Sizes and widths are in units of the layout; more than the largest ones overflow in Pango.
+  /// How lines are set from now on. Sizes and widths are in units of the layout; more than the largest ones overflow in
+  /// Pango.
   struct Setting {
     const JVPlatform::FontFace* face = nullptr;  ///< null: the default one
     double size = 0;
@@ -39,19 +41,23 @@ class ThreadLayout {
   static constexpr double kLargestSize = 256;  ///< so that a piece of a text has room in a line
   static constexpr double kLargestWidth = 2'000'000;
 
+  void begin(const Setting& setting);
+
   /// Is shown each line, the first one first: the line, its extents around its origin, and whether it is whole: a line
   /// that breaks nowhere comes in pieces when it is very long, all but the last of which are not.
   using Visitor = std::function<void(PangoLayoutLine* line, const PangoRectangle& extents, bool whole)>;
 
   /// Sets @p text, valid UTF-8 without line ends, in lines.
-  void setLine(std::string_view text, const Setting& setting, const Visitor& visit);
+  void setLine(std::string_view text, const Visitor& visit);
 
  private:
   ThreadLayout() = default;
 
   void followInstalledFonts();
   void makeAnew();
-  void apply(const Setting& setting);
+  void set(std::string_view text, std::optional<PangoDirection> direction);
+  GSList* linesOf(std::string_view text, std::optional<PangoDirection> direction);
+  [[nodiscard]] bool standInsHaveWidths() const;
 
   struct ConfigDeleter {
     void operator()(FcConfig* config) const { FcConfigDestroy(config); }
@@ -63,6 +69,7 @@ class ThreadLayout {
   Owned<PangoContext> context_;
   Owned<PangoLayout> layout_;
   bool hasFonts_ = false;
+  Setting setting_;
 };
 
 }  // namespace jv

@@ -1,0 +1,240 @@
+// Real layouts, with DejaVu and Liberation as the only fonts (see tests/support/with_fonts.py).
+#include <JorvaneFoundation/platform/TextLayout.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <JorvaneFoundation/fonts/NSString.h>
+
+#include "fonts/PangoReference.h"
+
+namespace {
+
+using namespace JVFoundation;
+using JVPlatform::StyledText;
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kTolerance = 1.0 / 512;  // points a line; a unit of Pango's is 1/1024
+
+NSFont::Pointer sans() { return NSFont::fontWithName("Liberation Sans", 12); }
+/// Each character is 6.0009765625 points wide.
+NSFont::Pointer mono() { return NSFont::fontWithName("Liberation Mono", 10); }
+
+double heightOf(std::string_view text, double width, const NSFont::Pointer& font) {
+  return NSString::sizeWithWidth(text, width, {{NSFontAttributeName, font}}).height;
+}
+
+/// How many lines of its own font @p text takes.
+double linesOf(std::string_view text, double width, const NSFont::Pointer& font) {
+  const double lines = heightOf(text, width, font) / font->lineHeight();
+  return std::abs(lines - std::round(lines)) < 1e-3 * lines ? std::round(lines) : lines;
+}
+
+std::string repeated(std::string_view text, std::size_t times) {
+  std::string result;
+  for (std::size_t i = 0; i < times; ++i) result += text;
+  return result;
+}
+
+TEST(TextLayout, BreaksLinesWhereTheyAreFull) {
+  struct Case {
+    const char* why;
+    const char* text;
+    double width;
+    int lines;
+  };
+  constexpr double kLetter = 6.0009765625;
+  const Case cases[] = {
+      {"fits", "aaaa bbbb", 9 * kLetter, 1},
+      {"a hair too wide", "aaaa bbbb", 8.99 * kLetter, 2},
+      {"a blank at the end of a line takes no room", "aaaa bbbb", 4 * kLetter, 2},
+      {"between words", "aaaa bbbb cccc", 9 * kLetter, 2},
+      {"within a word that is too long, without a hyphen", "aaaaaaaaaaaa", 4 * kLetter, 3},
+      {"each letter by itself", "abc", kLetter, 3},
+      {"too narrow for any", "abc", 0.5, 3},
+      {"no room at all", "abc", 0, 3},
+      {"hardly any", "abc", 1e-300, 3},
+      {"negative: nowhere", "aaaa bbbb cccc", -1, 1},
+      {"negative, infinite", "aaaa bbbb cccc", -kInfinity, 1},
+      {"infinite", "aaaa bbbb cccc", kInfinity, 1},
+      {"not a number", "aaaa bbbb cccc", std::nan(""), 1},
+      {"more than any integer", "aaaa bbbb cccc", 1e300, 1},
+      {"nothing", "", 100, 1},
+      {"nothing in no room", "", 0, 1},
+      {"a line's end alone", "\n", 100, 2},
+      {"at the end", "a\n", 100, 2},
+      {"each kind of line's end", "a\nb\rc\r\nd\u2028e\u2029f", 100, 6},
+      {"the other way round they are two", "a\n\rb", 100, 3},
+      {"empty lines", "a\n\n\nb", 100, 4},
+      {"lines break in each paragraph", "aaaa bbbb\naaaa bbbb", 4 * kLetter, 4},
+      {"no-break spaces hold", "aa\u00a0bb cc", 5 * kLetter, 2},
+      {"zero width space", "aaaa\u200bbbbb", 5 * kLetter, 2},
+      {"a tab goes to the next multiple of eight", "a\tb", 8 * kLetter, 2},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    EXPECT_EQ(linesOf(c.text, c.width, mono()), c.lines);
+  }
+}
+
+TEST(TextLayout, ALineIsAsHighAsItsFont) {
+  for (const char* name : {"Liberation Sans", "Liberation Serif", "Liberation Mono", "DejaVu Sans", "DejaVu Serif",
+                           "DejaVu Sans Condensed", "DejaVuSans-BoldOblique", "DejaVu Math TeX Gyre"}) {
+    for (const double size : {0.01, 0.5, 9.0, 12.0, 13.7, 100.0, 1000.0, 1e6, 1e15}) {
+      SCOPED_TRACE(std::string(name) + " " + std::to_string(size));
+      const NSFont::Pointer font = NSFont::fontWithName(name, size);
+      EXPECT_NEAR(heightOf("Hxg", kInfinity, font) / font->lineHeight(), 1, 1e-3);
+      // Where lines break does not depend on the size.
+      EXPECT_EQ(linesOf("Hello wide world of text", 6 * size, font),
+                linesOf("Hello wide world of text", 600, NSFont::fontWithName(name, 100)));
+    }
+  }
+  EXPECT_DOUBLE_EQ(NSString::sizeWithWidth("", 10).height, NSString::sizeWithWidth("x", 10).height);
+  EXPECT_NEAR(NSString::sizeWithWidth("", 10).height, NSFont::systemFontOfSize(12)->lineHeight(), kTolerance);
+}
+
+TEST(TextLayout, SpacesParagraphs) {
+  const double line = mono()->lineHeight();
+  struct Case {
+    const char* text;
+    double expected;
+  };
+  for (const auto& [text, expected] : {Case{"a", line},
+                                       {"a\nb", 2 * line + 5},
+                                       {"a\r\nb\u2029c", 3 * line + 10},
+                                       {"a\u2028b", 2 * line},
+                                       {"a\n", 2 * line + 5}}) {
+    SCOPED_TRACE(text);
+    const TextAttributes attributes{{NSFontAttributeName, mono()}, {NSParagraphSpacingAttributeName, 5.0}};
+    EXPECT_NEAR(NSString::sizeWithWidth(text, 100, attributes).height, expected, 3 * kTolerance);
+  }
+}
+
+TEST(TextLayout, OddBytesAreReplacementCharacters) {
+  struct Case {
+    std::string odd, same;
+  };
+  const Case cases[] = {
+      {"a\xff", "a\ufffd"},
+      {"\xe3\x81", "\ufffd\ufffd"},            // a character without its end
+      {"\xed\xa0\x80", "\ufffd\ufffd\ufffd"},  // half of a pair
+      {"\xc0\xaf", "\ufffd\ufffd"},            // longer than need be
+      {std::string("a\0b\n\0", 5),
+       "a\ufffd"
+       "b\n\ufffd"},
+      {repeated("\x80", 5000), repeated("\ufffd", 5000)},
+  };
+  for (const auto& [odd, same] : cases) {
+    for (const double width : {0.0, 50.0, kInfinity})
+      EXPECT_EQ(heightOf(odd, width, sans()), heightOf(same, width, sans()));
+  }
+}
+
+/// Texts in which every script breaks and joins in its own way.
+const char* const kScripts[] = {
+    "The quick brown fox jumps over the lazy dog, then rests; 12,345.67 times (or so).",
+    "日本語の文章を折り返して表示するための試験です。句読点、括弧「」も禁則の対象になります。",
+    "هذا نص عربي طويل لاختبار التفاف الأسطر مع أرقام 123 وكلمة English في الوسط.",
+    "נוסח עברי עם abc ומספרים 456 בתוכו, ועוד קצת כדי שיהיו כמה שורות.",
+    "นี่คือข้อความภาษาไทยสำหรับทดสอบการตัดบรรทัดโดยไม่มีช่องว่างระหว่างคำ",
+    "e\u0301a\u0308o\u0302\u0323 n\u0303i\u0308 Z\u0351\u036b\u0343a\u0328l\u0334g\u0321o",
+    "👨‍👩‍👧‍👦 family 👍🏽 hand 🇯🇵 flag ❤️ heart 😀😀😀😀😀😀😀😀",
+    "Ünïcödé ﷽ ffi ﬃ Ǆ ß ẞ",
+};
+
+TEST(TextLayout, IsPangosOwn) {
+  for (const char* text : kScripts) {
+    for (const double width : {0.0, 40.0, 97.5, 400.0, kInfinity}) {
+      SCOPED_TRACE(std::string(text) + " in " + std::to_string(width));
+      const jv::test::PangoSize size = jv::test::pangoSize(text, width, "Liberation Sans", 12);
+      EXPECT_NEAR(heightOf(text, width, sans()), size.height + size.lines * sans()->leading(), 1e-6);
+    }
+  }
+}
+
+TEST(TextLayout, LongParagraphsAreAsShortOnes) {
+  for (const char* text : kScripts) {
+    const std::string paragraph = repeated(std::string(text) + ' ', 8000 / std::strlen(text));
+    for (const double width : {60.0, 97.5, 400.0, kInfinity}) {
+      SCOPED_TRACE(std::string(text) + " in " + std::to_string(width));
+      const jv::test::PangoSize size = jv::test::pangoSize(paragraph, width, "Liberation Sans", 12);
+      EXPECT_NEAR(heightOf(paragraph, width, sans()), size.height + size.lines * sans()->leading(), 1e-6);
+    }
+  }
+  EXPECT_EQ(linesOf(repeated("x", 100'000), 60, NSFont::fontWithName("Liberation Mono", 10)), 100'000 / 9 + 1);
+  EXPECT_EQ(linesOf(std::string("e").append(repeated("\u0301", 20'000)), 60, mono()), 1)
+      << "one character that is 40 KB long";
+}
+
+TEST(TextLayout, HugeTextsAreLaidOut) {
+  constexpr std::size_t kSize = 10'000'000;
+  EXPECT_EQ(linesOf(repeated("aaaa bbbb ", kSize / 10), kInfinity, mono()), 1);
+  EXPECT_EQ(linesOf(repeated(std::string(199, 'a') + '\n', kSize / 200), 1e6, mono()), kSize / 200 + 1);
+}
+
+TEST(TextLayout, ThreadsGetTheSameSizes) {
+  std::vector<double> expected;
+  for (const char* text : kScripts) expected.push_back(heightOf(text, 80, sans()));
+  // The first texts of a thread are the critical ones: it opens its fonts then.
+  for (int round = 0; round < 20; ++round) {
+    std::vector<std::jthread> threads;
+    for (std::size_t thread = 0; thread < 4; ++thread) {
+      threads.emplace_back([&expected, thread] {
+        for (std::size_t i = 0; i < 2 * expected.size(); ++i) {
+          const std::size_t which = (i + thread) % expected.size();
+          ASSERT_EQ(heightOf(kScripts[which], 80, sans()), expected[which]) << kScripts[which];
+        }
+      });
+    }
+  }
+}
+
+/// Columns and rows of a PNG file; nothing when it is none.
+std::pair<std::uint32_t, std::uint32_t> sidesOf(const std::vector<std::uint8_t>& file) {
+  const auto numberAt = [&file](std::size_t at) {
+    return std::uint32_t{file[at]} << 24 | std::uint32_t{file[at + 1]} << 16 | std::uint32_t{file[at + 2]} << 8 |
+           file[at + 3];
+  };
+  if (file.size() < 24 || std::memcmp(file.data(), "\x89PNG\r\n\x1a\n", 8) != 0) return {};
+  return {numberAt(16), numberAt(20)};
+}
+
+TEST(TextLayout, DrawsPictures) {
+  const auto layout = JVPlatform::textLayout();
+  JVPlatform::TextStyle style;
+  style.font = mono()->platformFont();
+  const StyledText texts[] = {{"one\ntwo", style}, {"three", style}};
+  const double height = 3 * mono()->lineHeight();
+  for (const double scale : {0.5, 1.0, 2.5}) {
+    const auto picture = layout->picture(texts, 100, 10, scale);
+    ASSERT_TRUE(picture);
+    const auto [columns, rows] = sidesOf(*picture);
+    EXPECT_EQ(columns, std::ceil(100 * scale));
+    EXPECT_NEAR(rows, (height + 20) * scale, 1);
+  }
+  const StyledText tall[] = {{"a\nb", {NSFont::fontWithName("DejaVu Sans", 1e5)->platformFont(), 0, {}}}};
+  EXPECT_FALSE(layout->picture(tall, 100, 0, 1));
+  for (const double width : {0.0, -1.0, 1e6, kInfinity, std::nan("")})
+    EXPECT_FALSE(layout->picture(texts, width, 0, 1));
+  for (const double scale : {0.0, -1.0, 1e6, kInfinity, std::nan("")})
+    EXPECT_FALSE(layout->picture(texts, 100, 0, scale));
+  for (const double margin : {-1.0, 50.0, kInfinity, std::nan("")})
+    EXPECT_FALSE(layout->picture(texts, 100, margin, 1));
+}
+
+TEST(NoInstalledFonts, GiveNoText) {
+  EXPECT_EQ(JVPlatform::textLayout()->usedRect("text", 100, {}), std::nullopt);
+  EXPECT_EQ(NSString::sizeWithWidth("text", 100).width, 100);
+  EXPECT_EQ(NSString::sizeWithWidth("text", 100).height, 0);
+}
+
+}  // namespace
