@@ -103,6 +103,8 @@ TEST(Rectangles, Distance) {
   EXPECT_EQ(JVPointsDistance({3, 3}, {3, 3}), 0);
   EXPECT_EQ(JVPointsDistance({1e200, 0}, {0, 0}), kInfinity) << "by the squares";
   EXPECT_EQ(JVPointsDistance({1e-200, 0}, {0, 0}), 0) << "by the squares";
+  // 5.154609587543949 where a processor multiplies and adds in one step.
+  EXPECT_EQ(JVPointsDistance({1.6, 4.9}, {0, 0}), 5.15460958754395);
 }
 
 }  // namespace

@@ -93,6 +93,14 @@ class Screens(unittest.TestCase):
             os.close(theirs)
         self.assertEqual(shown.decode().replace("\r", ""), MAP + "\n".join(LINES) + "\n")
 
+    def test_without_names(self):
+        with XServer(size="1280x1024", options=["-extension", "RANDR"]) as old:
+            result = self.run_jv("--map", LC_ALL="C.UTF-8", **old.environment)
+        lines = result.stdout.splitlines()
+        self.assertEqual(lines.pop(), "1  -  1280x1024  at 0,0  scale 1")
+        self.assertIn(" 1 ", lines[len(lines) // 2 - 1])
+        self.assertIn(" 1280x1024 ", lines[len(lines) // 2])
+
     def test_no_display(self):
         result = subprocess.run([JV, "screens", "--at", "1,1"], env={}, capture_output=True, text=True, timeout=BOUND,
                                 check=False)

@@ -122,11 +122,12 @@ bool isPlain(std::string_view text) {
 /// Writes what fits into the middle of @p box: number and name, or the number alone, and the size below.
 void label(Canvas& canvas, const Box& box, std::size_t number, const MapScreen& screen) {
   const auto room = static_cast<std::size_t>(std::max(box.right - box.left - 1, 0));
+  const int rows = std::max(box.bottom - box.top - 1, 0);
   std::vector<std::string> lines = {std::to_string(number)};
   if (isPlain(screen.name) && lines[0].size() + 1 + screen.name.size() <= room) lines[0] += ' ' + screen.name;
   lines.push_back(shortest(screen.frame.size.width) + "x" + shortest(screen.frame.size.height));
-  if (box.bottom - box.top < 3) lines.pop_back();
-  int row = (box.top + box.bottom - static_cast<int>(lines.size()) + 1) / 2;
+  lines.resize(std::min<std::size_t>(lines.size(), static_cast<std::size_t>(rows)));
+  int row = box.top + 1 + (rows - static_cast<int>(lines.size())) / 2;
   for (const std::string& line : lines) {
     if (line.size() <= room) canvas.write(box.left + 1 + static_cast<int>((room - line.size()) / 2), row, line);
     ++row;

@@ -115,7 +115,8 @@ std::string textOf(const std::vector<Found>& all) {
   std::vector<std::vector<std::string>> rows;
   for (const Found& found : all) {
     const NSRect frame = found.screen->frame();
-    rows.push_back({std::to_string(found.number), printableName(found.screen->name()),
+    const std::string& name = found.screen->name();
+    rows.push_back({std::to_string(found.number), name.empty() ? "-" : printableName(name),
                     shortest(frame.size.width) + "x" + shortest(frame.size.height),
                     "at " + shortest(frame.origin.x) + "," + shortest(frame.origin.y),
                     "scale " + shortest(found.screen->scale()), found.inside.value_or(true) ? "" : "nearest"});

@@ -20,6 +20,14 @@ X11Connection::~X11Connection() {
   if (connection_) xcb_disconnect(connection_);
 }
 
+bool X11Connection::hasExtension(xcb_extension_t& id) noexcept {
+  // The answer to any request comes behind that about the extension, which then is there without waiting.
+  xcb_prefetch_extension_data(connection_, &id);
+  if (!reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus(connection_))) return false;
+  const xcb_query_extension_reply_t* extension = xcb_get_extension_data(connection_, &id);
+  return extension && extension->present != 0;
+}
+
 void* X11Connection::await(unsigned sequence) noexcept {
   const auto deadline = std::chrono::steady_clock::now() + patience_;
   void* reply = nullptr;

@@ -35,6 +35,10 @@ class X11Connection {
     return stalled_ || !connection_ || xcb_connection_has_error(connection_) != 0;
   }
 
+  /// Whether the server has the extension @p id. Must be asked before the first request of that extension, which would
+  /// wait for the answer for ever.
+  [[nodiscard]] bool hasExtension(xcb_extension_t& id) noexcept;
+
   /// The answer to the request of @p cookie; null when the server refuses it or the connection is lost.
   template <class Reply, class Cookie>
   X11Reply<Reply> reply(Cookie cookie) noexcept {

@@ -51,8 +51,7 @@ class X11Monitors final : public MonitorSource {
 
  private:
   RandR askForRandR() {
-    const xcb_query_extension_reply_t* extension = xcb_get_extension_data(server_.get(), &xcb_randr_id);
-    if (!extension || !extension->present) return RandR::none;
+    if (!server_.hasExtension(xcb_randr_id)) return RandR::none;
     const auto version = server_.reply<xcb_randr_query_version_reply_t>(xcb_randr_query_version(server_.get(), 1, 5));
     if (!version) return RandR::none;
     const std::pair known(version->major_version, version->minor_version);
