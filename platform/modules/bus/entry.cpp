@@ -1,5 +1,6 @@
 #include "platform/BusModule.h"
 #include "platform/ModuleEntry.h"
+#include "platform/modules/bus/KeychainSecretService.h"
 #include "platform/modules/bus/Accounts.h"
 #include "platform/modules/bus/Idle.h"
 #include "platform/modules/bus/Session.h"
@@ -7,6 +8,7 @@
 namespace {
 
 constexpr jv::BusModule kTable{
+    .makeKeychain = jv::makeSecretServiceKeychain,
     .readAccount = jv::readAccount,
     .compositorIdle = jv::compositorIdle,
     .sessionIdle = jv::sessionIdle,
