@@ -76,29 +76,24 @@ void compare(const char* title, std::vector<Candidate> candidates, int rounds) {
   }
 }
 
-/// Runs @p program to its end. @return its peak memory in KiB.
-long runProgram(const char* program, const char* argument = nullptr) {
+void runProgram(const char* program, const char* argument = nullptr) {
   char* words[] = {const_cast<char*>(program), const_cast<char*>(argument), nullptr};
   pid_t child;
-  if (posix_spawn(&child, program, nullptr, nullptr, words, environ) != 0) std::abort();
-  rusage used{};
   int status = 0;
-  wait4(child, &status, 0, &used);
-  if (status != 0) std::abort();
-  return used.ru_maxrss;
+  if (posix_spawn(&child, program, nullptr, nullptr, words, environ) != 0) std::abort();
+  if (waitpid(child, &status, 0) != child || status != 0) std::abort();
 }
 
 void compareLoading(int rounds) {
-  Times without;
-  Times with;
   compare("start and end of a program",
-          {{"empty C++ program", [&] { without.all.push_back(static_cast<double>(runProgram(PROBE_WITHOUT))); }},
-           {"the same with the library", [&] { with.all.push_back(static_cast<double>(runProgram(PROBE_WITH))); }}},
+          {{"empty C++ program", [] { runProgram(PROBE_WITHOUT); }},
+           {"the same with the library", [] { runProgram(PROBE_WITH); }}},
           rounds);
-  std::printf("\npeak memory: %.0f KiB without, %.0f KiB with the library (medians); it holds ", without.at(0.5),
-              with.at(0.5));
-  std::fflush(stdout);
-  runProgram(PROBE_WITH, "show");
+  std::puts("\nwhat they hold, without and with the library:\n");
+  for (int i = 0; i < 3; ++i) {
+    runProgram(PROBE_WITHOUT, "show");
+    runProgram(PROBE_WITH, "show");
+  }
 }
 
 /// Links and IPv4 addresses on a fresh socket, as plainly as can be.
