@@ -29,7 +29,7 @@
 class JV_EXPORT JVSystemConfigListener {
  public:
   /// The process's own, made by the first call, which starts the watching. Never destroyed. Any thread.
-  [[nodiscard]] static JVSystemConfigListener& sharedListener();
+  static JVSystemConfigListener& sharedListener();
 
   /// Another one, which watches as well. Any thread; destroyed on the main thread. What was opened for watching the
   /// network stays open for the life of the process.

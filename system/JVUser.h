@@ -16,7 +16,7 @@
 class JV_EXPORT JVUser {
  public:
   /// The process's own, made by the first call, which starts the watching. Never destroyed. Any thread.
-  [[nodiscard]] static JVUser& sharedUser();
+  static JVUser& sharedUser();
 
   /// Another one, which watches as well. Any thread; destroyed on the main thread.
   JVUser();

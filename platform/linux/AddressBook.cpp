@@ -66,8 +66,10 @@ class LinuxAddressBook final : public JVPlatform::AddressBook {
   }
 
   static std::optional<ABMultiValue> emailsFrom(const Account& account) {
-    noteOrigin(Fact::userEmail, "accounts service");
-    if (!account.email.empty()) return ABMultiValue{{{"0", account.email}}, "0"};
+    if (!account.email.empty()) {
+      noteOrigin(Fact::userEmail, "accounts service");
+      return ABMultiValue{{{"0", account.email}}, "0"};
+    }
     const std::string path = pathOfOwnCard();
     auto emails = path.empty() ? std::nullopt : emailsOfCard(textOfFile(path));
     noteOrigin(Fact::userEmail, emails ? "the user's own card" : nullptr);

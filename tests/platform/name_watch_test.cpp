@@ -7,12 +7,18 @@
 #include <memory>
 #include <string>
 
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include "dispatch/support.h"
 #include "support/temporary_folder.h"
 
 namespace fs = std::filesystem;
 
 namespace {
+
+constexpr int kNotHere = 77;
 
 struct Names : testing::Test {
   Names() {
@@ -100,6 +106,39 @@ TEST_F(Names, LeaveNothingBehind) {
   for (int i = 0; i < 100; ++i) start();
   watch.reset();
   EXPECT_EQ(jvtest::descriptors(), before);
+}
+
+/// Changes the host name of a machine of its own. @return 0, or which step went wrong.
+int changeHostName() {
+  if (unshare(CLONE_NEWUTS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWUTS) != 0) return kNotHere;
+  int calls = 0;
+  jv::NameWatch watch("", std::chrono::hours(1));
+  watch.setHandler([&calls] { ++calls; });
+  for (int i = 1; i <= 3; ++i) {
+    const std::string name = "name" + std::to_string(i);
+    if (sethostname(name.data(), name.size()) != 0) return kNotHere;
+    // Loops that stand behind others ask more than once before they read.
+    for (int asked = 0; asked < 3; ++asked) {
+      if (!jvtest::isReadable(watch.fileDescriptor(), jvtest::kBound)) return 1;
+    }
+    watch.perform();
+    if (calls != i) return 2;
+    if (jvtest::isReadable(watch.fileDescriptor())) return 3;
+  }
+  return 0;
+}
+
+TEST(HostName, IsWatchedAndNotForgottenWhoeverAsks) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  int result = 0;
+  EXPECT_EXIT(
+      _exit(changeHostName()),
+      [&result](int status) {
+        result = WEXITSTATUS(status);
+        return WIFEXITED(status) && (result == 0 || result == kNotHere);
+      },
+      "");
+  if (result == kNotHere) GTEST_SKIP() << "no host name of its own can be had here";
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -67,7 +68,7 @@ SessionWatch::SessionWatch(std::function<void(bool active)> changed)
   joinTime_.reset(source);
   sd_event_source_set_enabled(joinTime_.get(), SD_EVENT_OFF);
   watchFolder();
-  if (!connect()) joinSoon();
+  join();
   processEvents();  // tells the kernel what to wait for
 }
 
@@ -95,29 +96,31 @@ void SessionWatch::watchFolder() {
   }
 }
 
-bool SessionWatch::connect() {
+int SessionWatch::connect() {
   sd_bus* bus = nullptr;
-  if (sd_bus_open_system(&bus) < 0) return false;
+  int status = sd_bus_open_system(&bus);
+  if (status < 0) return status;
   bus_.reset(bus);
-  sd_bus_slot* slot = nullptr;
-  if (sd_bus_match_signal_async(bus, &slot, "org.freedesktop.DBus.Local", nullptr, "org.freedesktop.DBus.Local",
-                                "Disconnected", onDisconnected, nullptr, this) < 0) {
-    return false;
-  }
-  disconnected_.reset(slot);
+  constexpr const char* kLocal = "org.freedesktop.DBus.Local";
   constexpr const char* kManagerOwner =
       "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
       "member='NameOwnerChanged',arg0='org.freedesktop.login1'";
-  if (sd_bus_add_match_async(bus, &slot, kManagerOwner, onManagerOwner, nullptr, this) < 0) return false;
+  sd_bus_slot* slot = nullptr;
+  status =
+      sd_bus_match_signal_async(bus, &slot, kLocal, nullptr, kLocal, "Disconnected", onDisconnected, nullptr, this);
+  if (status < 0) return status;
+  disconnected_.reset(slot);
+  status = sd_bus_add_match_async(bus, &slot, kManagerOwner, onManagerOwner, nullptr, this);
+  if (status < 0) return status;
   managerOwner_.reset(slot);
-  if (sd_bus_match_signal_async(bus, &slot, login::kService, login::kPath, login::kManager, "SessionNew", onNewSession,
-                                nullptr, this) < 0) {
-    return false;
-  }
+  status = sd_bus_match_signal_async(bus, &slot, login::kService, login::kPath, login::kManager, "SessionNew",
+                                     onNewSession, nullptr, this);
+  if (status < 0) return status;
   newSession_.reset(slot);
-  if (sd_bus_attach_event(bus, event_.get(), SD_EVENT_PRIORITY_NORMAL) < 0) return false;
+  status = sd_bus_attach_event(bus, event_.get(), SD_EVENT_PRIORITY_NORMAL);
+  if (status < 0) return status;
   findSession();
-  return true;
+  return 0;
 }
 
 void SessionWatch::disconnect() {
@@ -135,7 +138,9 @@ void SessionWatch::joinSoon() {
 void SessionWatch::join() {
   sd_event_source_set_enabled(joinTime_.get(), SD_EVENT_OFF);
   disconnect();
-  if (!connect()) joinSoon();
+  const int status = connect();
+  // Where there is no socket, the folder tells when there is one.
+  if (status < 0 && !(status == -ENOENT && folder_)) joinSoon();
 }
 
 int SessionWatch::onJoinTime(sd_event_source*, std::uint64_t, void* self) noexcept {

@@ -34,7 +34,7 @@ class SessionWatch final : public JVPlatform::RunLoopSource {
 
   void processEvents() const;
 
-  bool connect();
+  int connect();
   void disconnect();
   void joinSoon();
   void join();
