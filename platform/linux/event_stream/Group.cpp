@@ -207,10 +207,9 @@ void Group::deliver() {
       return true;
     });
   }
-  for (auto& [stream, paths] : ready) {
+  for (auto& [stream, batch] : ready) {
     if (stream->isStopped || !stream->queue) continue;
-    stream->queue(
-        [group = shared_from_this(), stream = stream, paths = std::move(paths)] { call(group, stream, paths); });
+    stream->queue([group = shared_from_this(), to = stream, paths = std::move(batch)] { call(group, to, paths); });
   }
 }
 
