@@ -1,21 +1,27 @@
-/// Owners for sd-bus objects.
+/// Owners of what libsystemd hands out.
 #pragma once
-
-#include <systemd/sd-bus.h>
 
 #include <memory>
 
+#include <systemd/sd-bus.h>
+#include <systemd/sd-event.h>
+
 namespace jv {
 
-struct CloseBus {
-  void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
+/// Gives an object back with @p release, which says nothing of interest.
+template <auto release>
+struct SdRelease {
+  template <class Object>
+  void operator()(Object* object) const noexcept {
+    release(object);
+  }
 };
-using BusPointer = std::unique_ptr<sd_bus, CloseBus>;
 
-struct UnrefMessage {
-  void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-};
-using MessagePointer = std::unique_ptr<sd_bus_message, UnrefMessage>;
+using SdBus = std::unique_ptr<sd_bus, SdRelease<sd_bus_close_unref>>;
+using SdMessage = std::unique_ptr<sd_bus_message, SdRelease<sd_bus_message_unref>>;
+using SdSlot = std::unique_ptr<sd_bus_slot, SdRelease<sd_bus_slot_unref>>;
+using SdEvent = std::unique_ptr<sd_event, SdRelease<sd_event_unref>>;
+using SdEventSource = std::unique_ptr<sd_event_source, SdRelease<sd_event_source_unref>>;
 
 /// Hands a smart pointer to a function that gives an object back through a pointer to a pointer:
 /// `sd_bus_open_user(OutPointer(bus))`.

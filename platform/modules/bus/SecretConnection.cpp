@@ -463,7 +463,7 @@ ObjectPath SecretConnection::createIn(const char* collection, const SecretAttrib
   ObjectPath item = readText(call.reply.get(), 'o');
   const ObjectPath promptPath = readText(call.reply.get(), 'o');
   if (promptPath == kNone) return item;
-  const MessagePointer end = prompt(promptPath, errSecInteractionNotAllowed);
+  const SdMessage end = prompt(promptPath, errSecInteractionNotAllowed);
   checked(sd_bus_message_enter_container(end.get(), 'v', "o"));
   return readText(end.get(), 'o');
 }
@@ -540,7 +540,7 @@ SecretConnection::Call SecretConnection::matchCall(const char* method, const std
   return call;
 }
 
-MessagePointer SecretConnection::prompt(const ObjectPath& path, OSStatus withoutDisplay) {
+SdMessage SecretConnection::prompt(const ObjectPath& path, OSStatus withoutDisplay) {
   if (path == kNone) return nullptr;
   // A service without a dialog to show reports a prompt as dismissed, just as if the user had refused.
   if (!hasDisplay()) {

@@ -73,8 +73,8 @@ class SecretConnection {
   enum class Place : std::uint8_t { service, collection, item };
 
   struct Call {
-    MessagePointer request;
-    MessagePointer reply;
+    SdMessage request;
+    SdMessage reply;
     Place place = Place::service;
   };
 
@@ -99,16 +99,16 @@ class SecretConnection {
                       std::span<const std::uint8_t> secret);
   void createDefaultCollection();
   /// Has the service ask the user. Gives the signal that tells the result. "/" is no prompt: then none.
-  MessagePointer prompt(const ObjectPath& path, JVPlatform::OSStatus withoutDisplay);
+  SdMessage prompt(const ObjectPath& path, JVPlatform::OSStatus withoutDisplay);
   Call matchCall(const char* method, const std::string& rule);
   static int onReply(sd_bus_message* reply, void* call, sd_bus_error*);
   static int onMessage(sd_bus_message* message, void* self, sd_bus_error*);
 
-  BusPointer bus_;
+  SdBus bus_;
   pid_t process_;
   std::string session_;
   std::string awaitedPrompt_;  // the object whose end is waited for
-  MessagePointer promptEnd_;   // its signal
+  SdMessage promptEnd_;   // its signal
   bool serviceWent_ = false;   // while a prompt was waited for
 };
 
