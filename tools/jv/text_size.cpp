@@ -46,9 +46,11 @@ int run(const Options& options) {
   }
   if (!std::cout.flush() || std::fflush(stdout) != 0) return jv::kFailed;
   if (size.height > 0) return jv::kDone;
+  std::string reason = "there are no fonts";
   for (const JVPlatform::ModuleState& module : JVPlatform::modules()) {
-    if (!module.problem.empty()) std::cerr << "jv text-size: " << module.problem << '\n';
+    if (!module.problem.empty()) reason = module.problem;
   }
+  std::cerr << "jv text-size: nothing can be laid out: " << reason << '\n';
   return jv::kFailed;
 }
 
