@@ -151,16 +151,15 @@ int run(const Options& options) {
   return std::cout.flush() && std::fflush(stdout) == 0 ? status : jv::kFailed;
 }
 
-constexpr const char* kAbout = R"(What there is to know of a font, in points.
-
-NAME is a PostScript name (DejaVuSans-Bold), a full name (DejaVu Sans Bold) or a
+constexpr const char* kFooter = R"(NAME is a PostScript name (DejaVuSans-Bold), a full name (DejaVu Sans Bold) or a
 family (DejaVu Sans), and is compared exactly. A NAME that begins .SFNS stands
 for the font of the user interface, and for its bold face when it ends in Bold.)";
 
 }  // namespace
 
 void jv::addFontCommand(CLI::App& app, int& status) {
-  CLI::App* const command = app.add_subcommand("font", kAbout);
+  CLI::App* const command = app.add_subcommand("font", "The metrics of a font, its variants, and a picture of it");
+  command->footer(kFooter);
   const auto options = std::make_shared<Options>();
   command->add_option("NAME", options->name, "Name of the font")->required();
   command->add_option("SIZE", options->size, "Size in points")->required();

@@ -121,15 +121,16 @@ int info(bool json) {
   return jv::kFailed;
 }
 
-constexpr const char* kAbout = R"(Prints what is known about system, machine and user, a fact a line, and in
-parentheses where it comes from. Facts that nobody could tell have fixed values.
+constexpr const char* kFooter =
+    R"(Prints a fact a line, and in parentheses where it comes from. Facts that nobody could tell have fixed values.
 
 Other programs that are asked get a tenth of a second each.)";
 
 }  // namespace
 
 void jv::addInfoCommand(CLI::App& app, int& exitStatus) {
-  CLI::App* const command = app.add_subcommand("info", kAbout);
+  CLI::App* const command = app.add_subcommand("info", "What is known about system, machine and user");
+  command->footer(kFooter);
   const auto json = std::make_shared<bool>(false);
   command->add_flag("--json", *json, "A line of JSON for each: fact, value, origin");
   command->callback([json, &exitStatus] { exitStatus = info(*json); });

@@ -260,9 +260,7 @@ CLI::App* addCommand(CLI::App& keychain, const std::shared_ptr<Options>& options
   return command;
 }
 
-constexpr const char* kAbout = R"(Passwords in the user's keychain.
-
-Internet passwords belong to a host and a user, generic passwords to a service
+constexpr const char* kFooter = R"(Internet passwords belong to a host and a user, generic passwords to a service
 and an account. They are kept by the desktop's password service, or with --vault
 in an encrypted file, which save makes if need be.
 
@@ -274,7 +272,8 @@ cut short when an item is looked up again.)";
 }  // namespace
 
 void jv::addKeychainCommand(CLI::App& app, int& exitStatus) {
-  CLI::App* const command = app.add_subcommand("keychain", kAbout);
+  CLI::App* const command = app.add_subcommand("keychain", "Passwords in the user's keychain");
+  command->footer(kFooter);
   command->require_subcommand(1);
   const auto options = std::make_shared<Options>();
   addCommand<get>(*command, options, exitStatus, "get", "Prints a password", Names::whole);

@@ -88,7 +88,7 @@ int listen(bool json) {
   return jv::kFailed;
 }
 
-constexpr const char* kAbout = R"(Prints a line for each change of the computer's name, of the network interface or
+constexpr const char* kFooter = R"(Prints a line for each change of the computer's name, of the network interface or
 its address, and each time that the user's session becomes the active one, until
 it is interrupted. The first change of the network is shown even if interface and
 address are the same as before.)";
@@ -96,7 +96,8 @@ address are the same as before.)";
 }  // namespace
 
 void jv::addListenCommand(CLI::App& app, int& exitStatus) {
-  CLI::App* const command = app.add_subcommand("listen", kAbout);
+  CLI::App* const command = app.add_subcommand("listen", "Changes of names, network and session, as they are posted");
+  command->footer(kFooter);
   const auto json = std::make_shared<bool>(false);
   command->add_flag("--json", *json, "A line of JSON for each: notification, value");
   command->callback([json, &exitStatus] { exitStatus = listen(*json); });

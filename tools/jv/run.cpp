@@ -143,9 +143,7 @@ int run(const Options& options) {
   return bySignal ? kExitSignal + result.status : result.status;
 }
 
-constexpr const char* kAbout = R"(Runs a tool to its end, then shows its output and its error output.
-
-jv ends with the tool's exit status, with 128 plus the number of the signal that
+constexpr const char* kFooter = R"(jv ends with the tool's exit status, with 128 plus the number of the signal that
 ended the tool, or with 127 and the reason when it could not be launched.
 
 TOOL without a slash is looked for in the folders of PATH. A relative path with a
@@ -156,7 +154,8 @@ Output that is not UTF-8 is not shown.)";
 }  // namespace
 
 void jv::addRunCommand(CLI::App& app, int& exitStatus) {
-  CLI::App* const command = app.add_subcommand("run", kAbout);
+  CLI::App* const command = app.add_subcommand("run", "Runs a tool, and shows its output and its error output");
+  command->footer(kFooter);
   const auto options = std::make_shared<Options>();
   const auto text = command->add_option("--input", options->input, "Text for the tool's standard input");
   command->add_option("--input-file", options->inputFile, "File with the tool's standard input; - is that of jv")

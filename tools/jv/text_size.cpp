@@ -54,15 +54,14 @@ int run(const Options& options) {
   return jv::kFailed;
 }
 
-constexpr const char* kAbout = R"(The width and height of a text that is laid out in lines, in points.
-
-The width is the one that was asked for. In a width that is negative or infinite
+constexpr const char* kFooter = R"(The width is the one that was asked for. In a width that is negative or infinite
 lines break only where the text says so.)";
 
 }  // namespace
 
 void jv::addTextSizeCommand(CLI::App& app, int& status) {
-  CLI::App* const command = app.add_subcommand("text-size", kAbout);
+  CLI::App* const command = app.add_subcommand("text-size", "The width and height of a text that is laid out in lines");
+  command->footer(kFooter);
   const auto options = std::make_shared<Options>();
   command->add_option("TEXT", options->text, "The text, UTF-8; - is standard input")->required();
   command->add_option("--width", options->width, "Width of the lines, in points")->required()->option_text("W");

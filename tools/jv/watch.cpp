@@ -191,20 +191,18 @@ int watch(const Options& options) {
   return reporter->failed() ? jv::kFailed : jv::kDone;
 }
 
-constexpr const char* kAbout = R"(Shows what changes under folders, and at files, until it is interrupted.
-
-Changes are collected for a tenth of a second. For each such batch there is a line
+constexpr const char* kFooter = R"(Changes are collected for a tenth of a second. For each such batch there is a line
 with the time and a line for each folder whose contents changed, or with --files
 for each file. A new folder is shown with everything in it. Paths that do not
-exist yet are waited for.)";
+exist yet are waited for.
 
-constexpr const char* kFooter = R"(Once all folders are watched, "watching" is said on standard error. Ctrl-C ends jv
+Once all folders are watched, "watching" is said on standard error. Ctrl-C ends jv
 with exit status 0.)";
 
 }  // namespace
 
 void jv::addWatchCommand(CLI::App& app, int& exitStatus) {
-  CLI::App* const command = app.add_subcommand("watch", kAbout);
+  CLI::App* const command = app.add_subcommand("watch", "What changes under folders, and at files");
   const auto options = std::make_shared<Options>();
   command->add_flag("--files", options->files, "What changed itself, and not the folder it is in");
   const auto json = command->add_flag("--json", options->json, "A line of JSON for each batch: time and paths");
