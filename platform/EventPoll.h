@@ -28,6 +28,8 @@ class EventPoll {
   /// Reports @p token from now on whenever @p descriptor can be read, has ended or failed.
   /// @throws std::system_error when the descriptor is closed, watched already, or no kind to wait for.
   void watch(int descriptor, std::uint64_t token);
+  /// The same for a descriptor that tells of changes by exceptional conditions, such as a table of the kernel's.
+  void watchExceptions(int descriptor, std::uint64_t token);
   /// Nothing when @p descriptor has been closed meanwhile.
   void unwatch(int descriptor) noexcept;
 

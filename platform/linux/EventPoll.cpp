@@ -41,6 +41,8 @@ EventPoll::~EventPoll() { abandon(); }
 
 void EventPoll::watch(int descriptor, std::uint64_t token) { add(poll_, descriptor, EPOLLIN, token); }
 
+void EventPoll::watchExceptions(int descriptor, std::uint64_t token) { add(poll_, descriptor, EPOLLPRI, token); }
+
 void EventPoll::unwatch(int descriptor) noexcept { epoll_ctl(poll_, EPOLL_CTL_DEL, descriptor, nullptr); }
 
 void EventPoll::wake() noexcept {

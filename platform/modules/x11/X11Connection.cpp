@@ -7,9 +7,9 @@
 
 namespace jv {
 
-X11Connection::X11Connection(const char* display) {
+X11Connection::X11Connection(const char* display, std::chrono::milliseconds patience) : patience_(patience) {
   int number = 0;
-  connection_ = connectToX11(display, number, kPatience);
+  connection_ = connectToX11(display, number, patience_);
   if (isLost()) return;
   auto screen = xcb_setup_roots_iterator(xcb_get_setup(connection_));
   while (number-- > 0 && screen.rem > 1) xcb_screen_next(&screen);
@@ -29,7 +29,7 @@ bool X11Connection::hasExtension(xcb_extension_t& id) noexcept {
 }
 
 void* X11Connection::await(unsigned sequence) noexcept {
-  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  const auto deadline = std::chrono::steady_clock::now() + patience_;
   void* reply = nullptr;
   xcb_generic_error_t* error = nullptr;
   if (stalled_ || xcb_flush(connection_) <= 0) return nullptr;

@@ -19,11 +19,9 @@ using X11Reply = std::unique_ptr<Reply, Freed>;
 /// One thread at a time; each of its turns is to be under a `BrokenPipeGuard`.
 class X11Connection {
  public:
-  /// How long the server may take for an answer.
-  static constexpr std::chrono::seconds kPatience{3};
-
   /// Connects to @p display; look at `isLost` afterwards.
-  explicit X11Connection(const char* display);
+  /// @param patience  how long the server may take to let the connection in, and for each answer
+  explicit X11Connection(const char* display, std::chrono::milliseconds patience = std::chrono::seconds(3));
   X11Connection(const X11Connection&) = delete;
   X11Connection& operator=(const X11Connection&) = delete;
   ~X11Connection();
@@ -53,6 +51,7 @@ class X11Connection {
  private:
   void* await(unsigned sequence) noexcept;
 
+  std::chrono::milliseconds patience_;
   xcb_connection_t* connection_ = nullptr;
   xcb_window_t root_ = XCB_NONE;
   bool stalled_ = false;

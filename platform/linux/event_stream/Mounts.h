@@ -1,0 +1,28 @@
+/// What is mounted where: a folder that something is mounted over goes out of sight without an event.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/linux/ProcessDescriptor.h"
+
+namespace jv::watching {
+
+/// One thread at a time.
+class Mounts {
+ public:
+  Mounts();
+
+  /// Has an exceptional condition whenever something was mounted or unmounted. -1: nobody tells.
+  [[nodiscard]] int descriptor() const { return table_.get(); }
+  /// The places where something was mounted or unmounted since the last call, as absolute paths.
+  std::vector<std::string> changes();
+
+ private:
+  std::vector<std::string> read();
+
+  Descriptor table_;
+  std::vector<std::string> known_;  // "number path", sorted
+};
+
+}  // namespace jv::watching
