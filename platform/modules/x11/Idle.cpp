@@ -16,8 +16,7 @@ std::optional<std::int64_t> x11Idle(std::uint64_t longestWait) noexcept try {
   const BrokenPipeGuard guard;
   X11Connection server(display, std::chrono::ceil<std::chrono::milliseconds>(std::chrono::microseconds(longestWait)));
   if (server.isLost()) return std::nullopt;
-  const xcb_query_extension_reply_t* const extension = xcb_get_extension_data(server.get(), &xcb_screensaver_id);
-  if (!extension || extension->present == 0) return std::nullopt;
+  if (!server.hasExtension(xcb_screensaver_id)) return std::nullopt;
   const auto reply =
       server.reply<xcb_screensaver_query_info_reply_t>(xcb_screensaver_query_info(server.get(), server.root()));
   if (!reply) return std::nullopt;

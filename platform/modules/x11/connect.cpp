@@ -17,21 +17,23 @@ namespace {
 struct Attempt {
   std::mutex mutex;
   std::condition_variable ended;
-  bool isOver = false;  ///< there is a result, or nobody waits for one any more
+  bool isOver = false;       ///< there is a result
+  bool isAbandoned = false;  ///< nobody waits for one any more
   xcb_connection_t* connection = nullptr;
   int screen = 0;
 };
 
-std::atomic<bool> aThreadWaits = false;
+/// How many threads still wait for a server whose callers have given it up.
+std::atomic<int> abandonedAttempts = 0;
 
 void attempt(const std::string& display, Attempt& shared) {
   int screen = 0;
   xcb_connection_t* connection = xcb_connect(display.c_str(), &screen);
   if (xcb_connection_has_error(connection) != 0) xcb_disconnect(std::exchange(connection, nullptr));
   const std::lock_guard lock(shared.mutex);
-  aThreadWaits = false;
-  if (shared.isOver) {
+  if (shared.isAbandoned) {
     if (connection) xcb_disconnect(connection);
+    --abandonedAttempts;
     return;
   }
   shared.connection = connection;
@@ -59,18 +61,17 @@ class AllSignalsBlocked {
 }  // namespace
 
 xcb_connection_t* connectToX11(const char* display, int& screen, std::chrono::milliseconds patience) {
+  if (abandonedAttempts > 0) return nullptr;
   const auto shared = std::make_shared<Attempt>();
-  if (aThreadWaits.exchange(true)) return nullptr;
-  try {
+  {
     const AllSignalsBlocked blocked;
     std::thread([shared, name = std::string(display)] { attempt(name, *shared); }).detach();
-  } catch (...) {
-    aThreadWaits = false;
-    throw;
   }
   std::unique_lock lock(shared->mutex);
-  shared->ended.wait_for(lock, patience, [&] { return shared->isOver; });
-  shared->isOver = true;
+  if (!shared->ended.wait_for(lock, patience, [&] { return shared->isOver; })) {
+    shared->isAbandoned = true;
+    ++abandonedAttempts;
+  }
   screen = shared->screen;
   return shared->connection;
 }

@@ -11,6 +11,7 @@ namespace jv {
 /// server may be stopped; xcb itself would wait.
 /// @return  a connection that works, or null when there is none within @p patience. A thread may then go on waiting;
 ///          while it does, further calls give null at once.
+/// @throws std::system_error when the system refuses one more thread
 xcb_connection_t* connectToX11(const char* display, int& screen, std::chrono::milliseconds patience);
 
 }  // namespace jv

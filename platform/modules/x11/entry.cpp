@@ -1,7 +1,7 @@
 #include "platform/ModuleEntry.h"
 #include "platform/X11Module.h"
-#include "platform/modules/x11/X11Monitors.h"
 #include "platform/modules/x11/Idle.h"
+#include "platform/modules/x11/X11Monitors.h"
 
 namespace {
 
