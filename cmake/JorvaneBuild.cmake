@@ -18,6 +18,14 @@ target_compile_options(jorvane_flags INTERFACE
   -fstack-protector-strong
   $<$<BOOL:${JV_WERROR}>:-Werror>)
 target_link_options(jorvane_flags INTERFACE -Wl,-z,relro,-z,now)
+# Hardening that costs nothing that can be measured. The sanitizers watch the same things better.
+if(NOT JV_SANITIZE)
+  target_compile_options(jorvane_flags INTERFACE
+    -fstack-clash-protection
+    $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},x86_64>:-fcf-protection>
+    $<$<CONFIG:Release>:-U_FORTIFY_SOURCE>
+    $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+endif()
 if(JV_SANITIZE)
   target_compile_options(jorvane_flags INTERFACE
     -fsanitize=${JV_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)

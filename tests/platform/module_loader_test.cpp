@@ -23,7 +23,6 @@ class ModuleLoader : public testing::Test {
   std::string folder() const { return folder_.path(); }
   std::string file(const char* name) const { return folder() + "/" + name + ".so"; }
 
- private:
   jv::test::TemporaryFolder folder_;
 };
 
@@ -45,7 +44,7 @@ TEST_F(ModuleLoader, SaysWhyItLoadsNothing) {
       {"stray", "not a module"},
       {"text", "/text.so"},
   };
-  std::filesystem::copy(__FILE__, file("text"));
+  folder_.write("text.so", "no shared object");
   for (const Case& c : cases) {
     const jv::LoadedModule loaded = jv::loadModule(folder(), c.name);
     EXPECT_EQ(loaded.table, nullptr);

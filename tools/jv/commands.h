@@ -17,7 +17,11 @@ enum ExitStatus : int {
 };
 
 void addEncodingCommand(CLI::App& app, int& status);
+void addInfoCommand(CLI::App& app, int& status);
+void addKeychainCommand(CLI::App& app, int& status);
+void addListenCommand(CLI::App& app, int& status);
 void addRunCommand(CLI::App& app, int& status);
+void addScreensCommand(CLI::App& app, int& status);
 void addWatchCommand(CLI::App& app, int& status);
 
 }  // namespace jv

@@ -27,7 +27,11 @@ int main(int argc, char** argv) try {
 
   int status = jv::kDone;
   jv::addEncodingCommand(app, status);
+  jv::addInfoCommand(app, status);
+  jv::addKeychainCommand(app, status);
+  jv::addListenCommand(app, status);
   jv::addRunCommand(app, status);
+  jv::addScreensCommand(app, status);
   jv::addWatchCommand(app, status);
   try {
     app.parse(argc, argv);

@@ -95,6 +95,33 @@ struct Known {
   Range gap;
 };
 
+/// `KnownPairs` of a set of pairs, in registers, for bytes without their high bits. That a trail is graphic, which
+/// makes it one of the full trails, is for the reader to see.
+struct KnownGraphic {
+  explicit KnownGraphic(const KnownPairs& known)
+      : fullLeads(bothHalves(known.fullLeads.byLowNibble)),
+        frequentLead(_mm256_and_si256(bothHalves(known.frequentLead), all(0xF7))),
+        firstTrail(_mm256_and_si256(bothHalves(known.firstTrail), all(0x7F))),
+        trailsBehindFirst(bothHalves(known.trailsBehindFirst)) {}
+
+  /// Whether each of @p leads, if it is graphic, makes a known pair with the byte of @p next at its place.
+  [[nodiscard]] __m256i pairs(const Nibbles& leads, __m256i next) const {
+    const __m256i bit = _mm256_shuffle_epi8(bitOfHighNibble, leads.high);
+    const __m256i isFull = _mm256_cmpeq_epi8(_mm256_and_si256(_mm256_shuffle_epi8(fullLeads, leads.low), bit), bit);
+    const __m256i isFrequent = _mm256_cmpeq_epi8(leads.high, _mm256_shuffle_epi8(frequentLead, leads.low));
+    const __m256i inRange =
+        within(next, _mm256_shuffle_epi8(firstTrail, leads.low), _mm256_shuffle_epi8(trailsBehindFirst, leads.low));
+    return _mm256_or_si256(isFull, _mm256_and_si256(isFrequent, inRange));
+  }
+
+  __m256i bitOfHighNibble = _mm256_broadcastsi128_si256(
+      _mm_setr_epi8(0x01, 0x02, 0x04, 0x08, 0x10, 0x20, 0x40, static_cast<char>(0x80), 0, 0, 0, 0, 0, 0, 0, 0));
+  __m256i fullLeads;
+  __m256i frequentLead;
+  __m256i firstTrail;
+  __m256i trailsBehindFirst;
+};
+
 std::uint64_t joined(std::uint32_t low, std::uint32_t high) { return low | std::uint64_t{high} << kVector; }
 
 /// Those of @p canLead that are leads, given that a character begins at the first place: every other one of each run.
@@ -174,7 +201,7 @@ std::size_t readEightBit(const EightBitRules& rules, const PairClasses& classes,
 /// Reads pairs of a set, whole and assigned ones, up to whatever else comes.
 std::size_t readGraphicPairs(const CodeTable& pairs, const KnownPairs& knownPairs, Bytes text, std::size_t at,
                              std::size_t end, std::uint64_t& features) {
-  const Known<false> known(knownPairs);
+  const KnownGraphic known(knownPairs);
   const Range graphic(ByteRange{0x21, 0x7E});
   for (; at < end && at + kBlock < text.size(); at += kBlock) {
     const std::uint8_t* bytes = text.data() + at;
@@ -185,7 +212,7 @@ std::size_t readGraphicPairs(const CodeTable& pairs, const KnownPairs& knownPair
     const auto length = static_cast<unsigned>(std::countr_zero(others)) & ~1U;
     const std::uint64_t leads = length == kBlock ? kEvenPlaces : kEvenPlaces & ((std::uint64_t{1} << length) - 1);
     const auto areKnown = [&](__m256i vector, const std::uint8_t* next) {
-      return topBits(known.pairs(Nibbles(_mm256_or_si256(vector, all(0x80))), _mm256_or_si256(load(next), all(0x80))));
+      return topBits(known.pairs(Nibbles(vector), load(next)));
     };
     const std::uint64_t assigned = joined(areKnown(first, bytes + 1), areKnown(second, bytes + kVector + 1));
     if ((leads & ~assigned) != 0) [[unlikely]] {
@@ -214,13 +241,6 @@ std::size_t skipPlain(Bytes text, std::size_t at, std::size_t end) {
   return at;
 }
 
-/// The places from which on the parity of the bits up to there is odd: with escape sequences that switch something on
-/// and off in turn, the places where it is on.
-std::uint64_t oddSoFar(std::uint64_t bits) {
-  for (unsigned step = 1; step < 64; step *= 2) bits ^= bits << step;
-  return bits;
-}
-
 /// What is known of the bytes of a block of an encoding with states, a bit a byte.
 struct Block {
   std::uint64_t escape = 0;
@@ -230,7 +250,7 @@ struct Block {
   std::uint64_t notPlain = 0;  ///< 80 and above, SO and SI
   std::uint64_t known = 0;     ///< if it begins a pair, that is a character for certain
 
-  void judge(const Known<false>& pairs, const Range& isGraphic, const std::uint8_t* bytes, unsigned place) {
+  void judge(const KnownGraphic& pairs, const Range& isGraphic, const std::uint8_t* bytes, unsigned place) {
     const __m256i text = load(bytes);
     const __m256i next = load(bytes + 1);
     const __m256i nextButOne = load(bytes + 2);
@@ -238,14 +258,13 @@ struct Block {
     const __m256i pairsNext = _mm256_and_si256(is(next, '$'), _mm256_or_si256(endsInB, is(nextButOne, '@')));
     const __m256i asciiNext = _mm256_and_si256(is(next, '('), _mm256_or_si256(endsInB, is(nextButOne, 'J')));
     const __m256i shift = is(_mm256_and_si256(text, all(0xFE)), kShiftOut);
-    const __m256i highLeads = _mm256_or_si256(text, all(0x80));
 
     put(escape, is(text, kEscape), place);
     put(toPairs, pairsNext, place);
     put(toAscii, asciiNext, place);
     put(graphic, isGraphic.contains(text), place);
     put(notPlain, _mm256_or_si256(text, shift), place);
-    put(known, pairs.pairs(Nibbles(highLeads), _mm256_or_si256(next, all(0x80))), place);
+    put(known, pairs.pairs(Nibbles(text), next), place);
   }
 
  private:
@@ -258,11 +277,11 @@ struct Block {
 /// as nearly all of it does, without a branch for each change. Stops before whatever else comes.
 std::size_t readAlternating(const GraphicSet& usual, const KnownPairs& knownPairs, Iso2022State& state, Bytes text,
                             std::size_t at, std::size_t end, std::uint64_t& features) {
-  const Known<false> known(knownPairs);
+  const KnownGraphic known(knownPairs);
   const Range graphic(ByteRange{0x21, 0x7E});
-  // What the block before has left: all ones when pairs are on; the bits of the rest of an escape sequence; 1 when the
+  // What the block before has left: 1 when pairs are on; the bits of the rest of an escape sequence; 1 when the
   // first byte is a trail.
-  std::uint64_t pairsOn = state.direct == &usual ? ~std::uint64_t{0} : 0;
+  std::uint64_t pairsOn = state.direct == &usual ? 1 : 0;
   std::uint64_t restOfEscape = 0;
   std::uint64_t carried = 0;
 
@@ -271,19 +290,24 @@ std::size_t readAlternating(const GraphicSet& usual, const KnownPairs& knownPair
     block.judge(known, graphic, text.data() + at, 0);
     block.judge(known, graphic, text.data() + at + kVector, kVector);
 
-    const std::uint64_t on = oddSoFar(block.escape) ^ pairsOn;
+    const std::uint64_t opens = block.escape & block.toPairs;
+    const std::uint64_t closes = block.escape & block.toAscii;
+    // Where they take turns, the difference fills the places from each opening up to the closing behind it, or to the
+    // end of the block.
+    const std::uint64_t on = closes - opens - pairsOn;
+    const std::uint64_t onBefore = on << 1 | pairsOn;
     const std::uint64_t inEscape = block.escape | block.escape << 1 | block.escape << 2 | restOfEscape;
     const std::uint64_t inPairs = on & ~inEscape & block.graphic;
     const std::uint64_t leads = everyOther(inPairs & ~carried);
     const std::uint64_t trails = leads << 1 | carried;
     // Every escape sequence must be one of the four, and change what is on.
-    std::uint64_t wrong =
-        (block.escape & ~((on & block.toPairs) | (~on & block.toAscii))) | (trails & ~inPairs) | block.notPlain;
+    std::uint64_t wrong = ((on & ~onBefore) ^ opens) | ((onBefore & ~on) ^ closes) | (block.escape ^ opens ^ closes) |
+                          (trails & ~inPairs) | block.notPlain;
     wrong |= unassigned(*usual.pairs, text.data() + at, leads & ~block.known, 0x80);
     if (wrong != 0) [[unlikely]]
       break;
     features += count(trails);
-    pairsOn = 0 - (on >> (kBlock - 1));
+    pairsOn = on >> (kBlock - 1);
     const std::uint64_t cutEscape = block.escape >> (kBlock - 2);  // two bytes follow, or one
     restOfEscape = cutEscape | cutEscape >> 1;
     carried = leads >> (kBlock - 1);

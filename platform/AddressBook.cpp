@@ -1,0 +1,26 @@
+#include <JorvaneFoundation/platform/AddressBook.h>
+
+#include <utility>
+
+#include "platform/Defaults.h"
+#include "platform/Facility.h"
+
+namespace JVPlatform {
+namespace {
+
+jv::Facility<AddressBook>& facility() {
+  static auto& only = *new jv::Facility<AddressBook>(jv::makeAddressBook);  // never torn down: the listeners are not
+  return only;
+}
+
+}  // namespace
+
+AddressBook::~AddressBook() = default;
+
+std::shared_ptr<AddressBook> addressBook() { return facility().inUse(); }
+
+std::shared_ptr<AddressBook> installAddressBook(std::shared_ptr<AddressBook> other) {
+  return facility().install(std::move(other));
+}
+
+}  // namespace JVPlatform

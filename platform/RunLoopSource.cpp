@@ -1,0 +1,7 @@
+#include <JorvaneFoundation/platform/RunLoopSource.h>
+
+namespace JVPlatform {
+
+RunLoopSource::~RunLoopSource() = default;
+
+}  // namespace JVPlatform

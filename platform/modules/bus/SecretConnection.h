@@ -1,0 +1,115 @@
+/// A connection to the session bus with a session of the password service, and the calls that the service knows.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/secret.h"
+#include "platform/KeychainByKey.h"
+#include "platform/modules/bus/SdBus.h"
+#include "platform/modules/bus/SecretAttributes.h"
+
+namespace jv {
+
+/// What a call failed for, as far as it matters to whoever may repeat it.
+enum class FailureCause : std::uint8_t {
+  answer,       ///< the service said so
+  sessionGone,  ///< the service does not know the session: nothing was done
+  lost,         ///< the service or the bus went away in the middle
+  late,         ///< no answer within the time limit
+};
+
+struct SecretFailure : KeychainFailure {
+  SecretFailure(JVPlatform::OSStatus code, FailureCause why) : KeychainFailure{code}, cause(why) {}
+  FailureCause cause;
+};
+
+using SecretBytes = Secret<std::vector<std::uint8_t>>;
+using ObjectPath = std::string;
+
+/// For one thread at a time. Every call throws a `SecretFailure` when it fails; each answer is waited for 25 seconds,
+/// but for the user, who may take any time. Calls on many items are sent together and waited for once.
+class SecretConnection {
+ public:
+  /// Connects; does not wait for the bus to answer.
+  SecretConnection();
+  SecretConnection(const SecretConnection&) = delete;
+  SecretConnection& operator=(const SecretConnection&) = delete;
+
+  /// Takes note of what has come meanwhile. False when the connection is of no use any more.
+  bool isAlive();
+  void forgetSession() { session_.clear(); }
+
+  /// The items with these attributes, at least. Locked ones are unlocked first, if need be by the user.
+  std::vector<ObjectPath> search(const SecretAttributes& attributes);
+  /// One for each path; none for an item that is gone.
+  std::vector<std::optional<SecretProperties>> properties(std::span<const ObjectPath> items);
+  /// The secrets of @p items; those that are gone or locked are missing.
+  std::map<ObjectPath, SecretBytes> secrets(std::span<const ObjectPath> items);
+  SecretBytes secret(const ObjectPath& item);
+
+  /// Adds an item to the default collection, which is unlocked or made if need be, and gives its path.
+  ObjectPath create(const SecretAttributes& attributes, std::string_view label, std::span<const std::uint8_t> secret);
+  void setSecret(const ObjectPath& item, std::span<const std::uint8_t> secret);
+  void setLabel(const ObjectPath& item, std::string_view label);
+  void remove(const ObjectPath& item);
+
+  /// The default collection's label, and whether it is open.
+  struct Collection {
+    std::string label;
+    bool isUnlocked = false;
+  };
+  std::optional<Collection> defaultCollection();
+
+ private:
+  enum class Place : std::uint8_t { service, collection, item };
+
+  struct Call {
+    SdMessage request;
+    SdMessage reply;
+    Place place = Place::service;
+  };
+
+  Call newCall(Place place, const char* path, const char* interface, const char* method);
+  Call newSessionCall();
+  void appendSecret(Call& call, std::span<const std::uint8_t> secret);
+  SecretBytes readSecret(Call& call);
+
+  /// Sends all calls and waits for all replies, errors among them.
+  void exchange(std::span<Call> calls);
+  /// The same for one, whose error is thrown.
+  void exchange(Call& call);
+  void send(Call& call);
+  template <class Condition>
+  void waitUntil(Condition isDone, std::optional<std::uint64_t> deadline);
+  /// Throws what the reply says that went wrong.
+  void check(const Call& call);
+  void openSession();
+
+  void unlock(std::span<const ObjectPath> objects);
+  ObjectPath createIn(const char* collection, const SecretAttributes& attributes, std::string_view label,
+                      std::span<const std::uint8_t> secret);
+  void createDefaultCollection();
+  /// Has the service ask the user. Gives the signal that tells the result. "/" is no prompt: then none.
+  SdMessage prompt(const ObjectPath& path, JVPlatform::OSStatus withoutDisplay);
+  Call matchCall(const char* method, const std::string& rule);
+  static int onReply(sd_bus_message* reply, void* call, sd_bus_error*);
+  static int onMessage(sd_bus_message* message, void* self, sd_bus_error*);
+
+  SdBus bus_;
+  pid_t process_;
+  std::string session_;
+  std::string awaitedPrompt_;  // the object whose end is waited for
+  SdMessage promptEnd_;   // its signal
+  bool serviceWent_ = false;   // while a prompt was waited for
+};
+
+}  // namespace jv

@@ -1,0 +1,296 @@
+#include "platform/modules/bus/Session.h"
+
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "platform/modules/bus/login.h"
+
+namespace jv {
+namespace {
+
+constexpr std::uint64_t kFirstPause = 10'000;  // microseconds; each next one is twice as long
+constexpr int kMostTries = 10;                 // the last pause is of five seconds
+
+int check(int status, const char* operation) {
+  if (status < 0) throw std::system_error(-status, std::generic_category(), operation);
+  return status;
+}
+
+SdEvent newEvent() {
+  sd_event* event = nullptr;
+  check(sd_event_new(&event), "sd_event_new");
+  return SdEvent(event);
+}
+
+/// The folder of the system bus's socket; empty when it is no socket of a file.
+std::string socketFolder() {
+  const char* const environment = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
+  const std::string_view address = environment ? environment : "unix:path=/run/dbus/system_bus_socket";
+  constexpr std::string_view kKind = "unix:path=";
+  if (!address.starts_with(kKind)) return {};
+  const std::string_view path = address.substr(kKind.size(), address.find_first_of(",;") - kKind.size());
+  return std::string(path.substr(0, path.rfind('/')));
+}
+
+const char* pathIn(sd_bus_message& answer) {
+  const char* path = nullptr;
+  return sd_bus_message_is_method_error(&answer, nullptr) <= 0 && sd_bus_message_read(&answer, "o", &path) > 0 ? path
+                                                                                                               : "";
+}
+
+/// Enters the value in the answer about a property. @return whether it is there and of @p type.
+bool enterProperty(sd_bus_message& answer, const char* type) {
+  return sd_bus_message_is_method_error(&answer, nullptr) <= 0 &&
+         sd_bus_message_enter_container(&answer, 'v', type) > 0;
+}
+
+}  // namespace
+
+std::shared_ptr<JVPlatform::RunLoopSource> watchSession(std::function<void(bool active)> changed) noexcept try {
+  return std::make_shared<SessionWatch>(std::move(changed));
+} catch (...) {
+  return nullptr;
+}
+
+SessionWatch::SessionWatch(std::function<void(bool active)> changed)
+    : changed_(std::move(changed)),
+      event_(newEvent()),
+      descriptor_(check(sd_event_get_fd(event_.get()), "sd_event_get_fd")) {
+  sd_event_source* source = nullptr;
+  check(sd_event_add_time(event_.get(), &source, CLOCK_MONOTONIC, UINT64_MAX, 0, onJoinTime, this), "timer");
+  joinTime_.reset(source);
+  sd_event_source_set_enabled(joinTime_.get(), SD_EVENT_OFF);
+  watchFolder();
+  if (!connect()) joinSoon();
+  processEvents();  // tells the kernel what to wait for
+}
+
+SessionWatch::~SessionWatch() { disconnect(); }
+
+void SessionWatch::processEvents() const {
+  while (sd_event_run(event_.get(), 0) > 0) {
+  }
+}
+
+void SessionWatch::perform() {
+  processEvents();
+  for (const bool active : std::exchange(untold_, {})) changed_(active);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// The bus
+
+void SessionWatch::watchFolder() {
+  const std::string folder = socketFolder();
+  sd_event_source* source = nullptr;
+  if (!folder.empty() && sd_event_add_inotify(event_.get(), &source, folder.c_str(),
+                                              IN_CREATE | IN_MOVED_TO | IN_ONLYDIR, onFolder, this) >= 0) {
+    folder_.reset(source);
+  }
+}
+
+bool SessionWatch::connect() {
+  sd_bus* bus = nullptr;
+  if (sd_bus_open_system(&bus) < 0) return false;
+  bus_.reset(bus);
+  sd_bus_slot* slot = nullptr;
+  if (sd_bus_match_signal_async(bus, &slot, "org.freedesktop.DBus.Local", nullptr, "org.freedesktop.DBus.Local",
+                                "Disconnected", onDisconnected, nullptr, this) < 0) {
+    return false;
+  }
+  disconnected_.reset(slot);
+  constexpr const char* kManagerOwner =
+      "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
+      "member='NameOwnerChanged',arg0='org.freedesktop.login1'";
+  if (sd_bus_add_match_async(bus, &slot, kManagerOwner, onManagerOwner, nullptr, this) < 0) return false;
+  managerOwner_.reset(slot);
+  if (sd_bus_attach_event(bus, event_.get(), SD_EVENT_PRIORITY_NORMAL) < 0) return false;
+  findSession();
+  return true;
+}
+
+void SessionWatch::disconnect() {
+  for (SdSlot* const slot : {&question_, &properties_, &managerOwner_, &disconnected_}) slot->reset();
+  if (bus_) sd_bus_detach_event(bus_.get());
+  bus_.reset();
+}
+
+void SessionWatch::joinSoon() {
+  if (tries_ >= kMostTries) return;
+  sd_event_source_set_time_relative(joinTime_.get(), kFirstPause << tries_++);
+  sd_event_source_set_enabled(joinTime_.get(), SD_EVENT_ONESHOT);
+}
+
+void SessionWatch::join() {
+  disconnect();
+  if (!connect()) joinSoon();
+}
+
+int SessionWatch::onJoinTime(sd_event_source*, std::uint64_t, void* self) noexcept {
+  static_cast<SessionWatch*>(self)->join();
+  return 0;
+}
+
+int SessionWatch::onFolder(sd_event_source*, const inotify_event*, void* self) noexcept {
+  auto& watch = *static_cast<SessionWatch*>(self);
+  if (watch.bus_ && sd_bus_is_open(watch.bus_.get()) > 0) return 0;
+  watch.tries_ = 0;
+  watch.join();
+  return 0;
+}
+
+// The connection is still in use by whoever calls this, so a new one has to wait.
+int SessionWatch::onDisconnected(sd_bus_message*, void* self, sd_bus_error*) noexcept {
+  static_cast<SessionWatch*>(self)->joinSoon();
+  return 0;
+}
+
+int SessionWatch::onManagerOwner(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
+  const char* name = nullptr;
+  const char* before = nullptr;
+  const char* now = nullptr;
+  const bool came = sd_bus_message_read(message, "sss", &name, &before, &now) > 0 && *now != '\0';
+  if (came) static_cast<SessionWatch*>(self)->findSession();
+  return 0;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Questions, one at a time
+
+template <SessionWatch::Step step>
+int SessionWatch::onMessage(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
+  auto& watch = *static_cast<SessionWatch*>(self);
+  watch.tries_ = 0;  // the bus is there
+  (watch.*step)(*message);
+  return 0;
+}
+
+template <SessionWatch::Step step>
+void SessionWatch::ask(SdMessage call) {
+  if (!call) return;
+  sd_bus_message_set_auto_start(call.get(), 0);  // a session manager that has to be started first has no session
+  sd_bus_slot* slot = nullptr;
+  if (sd_bus_call_async(bus_.get(), &slot, call.get(), onMessage<step>, this, 0) >= 0) question_.reset(slot);
+}
+
+template <SessionWatch::Step step>
+void SessionWatch::askProperty(const char* path, const char* interface, const char* property) {
+  sd_bus_message* call = nullptr;
+  if (sd_bus_message_new_method_call(bus_.get(), &call, login::kService, path, "org.freedesktop.DBus.Properties",
+                                     "Get") < 0) {
+    return;
+  }
+  SdMessage owned(call);
+  if (sd_bus_message_append(call, "ss", interface, property) >= 0) ask<step>(std::move(owned));
+}
+
+SdMessage SessionWatch::managerCall(const char* method) const {
+  sd_bus_message* call = nullptr;
+  if (sd_bus_message_new_method_call(bus_.get(), &call, login::kService, login::kPath, login::kManager, method) < 0) {
+    return nullptr;
+  }
+  return SdMessage(call);
+}
+
+// Three ways lead to the own session. The environment's may name another user's, a process outside any session (in a
+// container, of a user's service) has no second, and the third is right wherever there is only one.
+void SessionWatch::findSession() {
+  const char* const name = std::getenv(login::kSessionVariable);
+  SdMessage call = name ? managerCall("GetSession") : nullptr;
+  if (!call || sd_bus_message_append(call.get(), "s", name) < 0) return findByProcess();
+  ask<&SessionWatch::takeNamedSession>(std::move(call));
+}
+
+void SessionWatch::takeNamedSession(sd_bus_message& answer) {
+  candidate_ = pathIn(answer);
+  if (candidate_.empty()) return findByProcess();
+  askProperty<&SessionWatch::takeOwner>(candidate_.c_str(), login::kSession, "User");
+}
+
+void SessionWatch::takeOwner(sd_bus_message& answer) {
+  std::uint32_t user = 0;
+  const char* path = nullptr;
+  const bool read = enterProperty(answer, "(uo)") && sd_bus_message_read(&answer, "(uo)", &user, &path) > 0;
+  if (!read || user != getuid()) return findByProcess();
+  follow(candidate_.c_str());
+}
+
+void SessionWatch::findByProcess() {
+  SdMessage call = managerCall("GetSessionByPID");
+  if (!call || sd_bus_message_append(call.get(), "u", std::uint32_t{0}) < 0) return;
+  ask<&SessionWatch::takeProcessSession>(std::move(call));
+}
+
+void SessionWatch::takeProcessSession(sd_bus_message& answer) {
+  const char* const path = pathIn(answer);
+  if (*path == '\0') return findByUser();
+  follow(path);
+}
+
+void SessionWatch::findByUser() {
+  SdMessage call = managerCall("GetUser");
+  if (!call || sd_bus_message_append(call.get(), "u", static_cast<std::uint32_t>(getuid())) < 0) return;
+  ask<&SessionWatch::takeUser>(std::move(call));
+}
+
+void SessionWatch::takeUser(sd_bus_message& answer) {
+  const char* const path = pathIn(answer);
+  if (*path != '\0') askProperty<&SessionWatch::takeDisplay>(path, login::kUser, "Display");
+}
+
+void SessionWatch::takeDisplay(sd_bus_message& answer) {
+  const char* name = nullptr;
+  const char* path = nullptr;
+  if (!enterProperty(answer, "(so)") || sd_bus_message_read(&answer, "(so)", &name, &path) <= 0) return;
+  if (std::strcmp(path, "/") != 0) follow(path);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// The session
+
+// The bus works on what it is sent in order: what changes after the answer is announced.
+void SessionWatch::follow(const char* session) {
+  session_ = session;
+  sd_bus_slot* slot = nullptr;
+  if (sd_bus_match_signal_async(bus_.get(), &slot, login::kService, session_.c_str(), "org.freedesktop.DBus.Properties",
+                                "PropertiesChanged", onMessage<&SessionWatch::takeChanges>, nullptr, this) < 0) {
+    return;
+  }
+  properties_.reset(slot);
+  askProperty<&SessionWatch::takeActive>(session_.c_str(), login::kSession, "Active");
+}
+
+void SessionWatch::takeActive(sd_bus_message& answer) {
+  int active = 0;
+  if (enterProperty(answer, "b") && sd_bus_message_read(&answer, "b", &active) > 0) learn(active != 0, false);
+}
+
+void SessionWatch::takeChanges(sd_bus_message& signal) {
+  const char* interface = nullptr;
+  if (sd_bus_message_read(&signal, "s", &interface) <= 0 || std::strcmp(interface, login::kSession) != 0) return;
+  if (sd_bus_message_enter_container(&signal, 'a', "{sv}") <= 0) return;
+  while (sd_bus_message_enter_container(&signal, 'e', "sv") > 0) {
+    const char* name = nullptr;
+    int active = 0;
+    if (sd_bus_message_read(&signal, "s", &name) <= 0) return;
+    if (std::strcmp(name, "Active") == 0) {
+      if (sd_bus_message_read(&signal, "v", "b", &active) > 0) learn(active != 0, true);
+      return;
+    }
+    if (sd_bus_message_skip(&signal, "v") < 0 || sd_bus_message_exit_container(&signal) < 0) return;
+  }
+}
+
+/// What is known for the first time is news only if it was announced as a change.
+void SessionWatch::learn(bool active, bool announced) {
+  const std::optional<bool> before = std::exchange(active_, active);
+  if (before ? *before != active : announced) untold_.push_back(active);
+}
+
+}  // namespace jv

@@ -1,0 +1,87 @@
+/// Follows whether the own session is the active one.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <JorvaneFoundation/platform/RunLoopSource.h>
+
+#include "platform/modules/bus/SdBus.h"
+
+namespace jv {
+
+/// As `BusModule::watchSession`.
+std::shared_ptr<JVPlatform::RunLoopSource> watchSession(std::function<void(bool active)> changed) noexcept;
+
+/// One connection to the system bus. Which session is the own one is asked once the session manager is there, and again
+/// when it comes back; what it says in the meantime stays. A bus that goes is joined again: at once, a few times more
+/// in the seconds after, and whenever something appears in the folder of its socket.
+class SessionWatch final : public JVPlatform::RunLoopSource {
+ public:
+  /// @throws std::system_error when the system has no descriptors for it.
+  explicit SessionWatch(std::function<void(bool active)> changed);
+  ~SessionWatch() override;
+
+  [[nodiscard]] int fileDescriptor() const noexcept override { return descriptor_; }
+  void perform() override;
+
+ private:
+  using Step = void (SessionWatch::*)(sd_bus_message& answer);
+
+  void processEvents() const;
+
+  bool connect();
+  void disconnect();
+  void joinSoon();
+  void join();
+  void watchFolder();
+
+  void findSession();
+  void findByProcess();
+  void findByUser();
+  void takeNamedSession(sd_bus_message& answer);
+  void takeOwner(sd_bus_message& answer);
+  void takeProcessSession(sd_bus_message& answer);
+  void takeUser(sd_bus_message& answer);
+  void takeDisplay(sd_bus_message& answer);
+  void follow(const char* session);
+  void takeActive(sd_bus_message& answer);
+  void takeChanges(sd_bus_message& signal);
+  void learn(bool active, bool announced);
+
+  template <Step step>
+  static int onMessage(sd_bus_message* message, void* self, sd_bus_error*) noexcept;
+  template <Step step>
+  void ask(SdMessage call);
+  template <Step step>
+  void askProperty(const char* path, const char* interface, const char* property);
+  SdMessage managerCall(const char* method) const;
+
+  static int onJoinTime(sd_event_source*, std::uint64_t, void* self) noexcept;
+  static int onFolder(sd_event_source*, const struct inotify_event*, void* self) noexcept;
+  static int onDisconnected(sd_bus_message*, void* self, sd_bus_error*) noexcept;
+  static int onManagerOwner(sd_bus_message*, void* self, sd_bus_error*) noexcept;
+
+  std::function<void(bool active)> changed_;
+  std::vector<bool> untold_;  // gathered while the library's code runs, told when it has returned
+  std::optional<bool> active_;
+  std::string session_;  // path of the own session
+  std::string candidate_;
+  int tries_ = 0;
+
+  SdEvent event_;
+  int descriptor_ = -1;
+  SdEventSource folder_;
+  SdEventSource joinTime_;
+  SdBus bus_;
+  SdSlot question_;
+  SdSlot disconnected_;
+  SdSlot managerOwner_;
+  SdSlot properties_;
+};
+
+}  // namespace jv

@@ -1,0 +1,18 @@
+/// What a font file says of the height of its lines.
+#pragma once
+
+#include <string>
+
+namespace jv {
+
+/// In parts of the font's size. The descender is negative.
+struct LineMetrics {
+  double ascender = 0;
+  double descender = 0;
+  double leading = 0;
+};
+
+/// Reads them from face @p index of @p file; all 0 when that is none. Any thread.
+LineMetrics lineMetricsOf(const std::string& file, int index);
+
+}  // namespace jv

@@ -1,0 +1,119 @@
+"""jv_screens_test.py JV [sanitized]: `jv screens` as people and scripts use it. Ends with 77 where no X server can be
+started."""
+
+import json
+import os
+import pathlib
+import pty
+import subprocess
+import sys
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
+
+from processes import BOUND, Missing  # noqa: E402
+from x_server import XServer  # noqa: E402
+
+JV = os.path.abspath(sys.argv.pop(1))
+if "sanitized" in sys.argv:
+    sys.argv.remove("sanitized")
+# Two side by side with tops in line, and a narrow one below the first.
+MONITORS = "1440x900+0+0", "1920x1080+1440+0", "400x400+0+900"
+LINES = [
+    "1  A  1440x900   at 0,0        scale 1",
+    "2  B  1920x1080  at 1440,-180  scale 1",
+    "3  C  400x400    at 0,-400     scale 1",
+]
+MAP = """\
+┌─────────────────────────────┬────────────────────────────────────────┐
+│                             │                                        │
+│                             │                                        │
+│                             │                                        │
+│             1 A             │                                        │
+│          1440x900           │                  2 B                   │
+│                             │               1920x1080                │
+│                             │                                        │
+│                             │                                        │
+│                             │                                        │
+├───────┬─────────────────────┤                                        │
+│  3 C  │                     └────────────────────────────────────────┘
+│400x400│
+│       │
+└───────┘
+"""
+
+
+class Screens(unittest.TestCase):
+    environment = {}
+
+    def run_jv(self, *arguments, stdout=subprocess.PIPE, **environment):
+        clean = {name: value for name, value in os.environ.items()
+                 if name not in ("DISPLAY", "WAYLAND_DISPLAY", "LC_ALL", "LC_CTYPE", "LANG")}
+        return subprocess.run([JV, "screens", *arguments], stdout=stdout, stderr=subprocess.PIPE, text=True,
+                              timeout=BOUND, check=False, env={**clean, **self.environment, **environment})
+
+    def test_lines(self):
+        result = self.run_jv()
+        self.assertEqual((result.returncode, result.stdout.splitlines(), result.stderr), (0, LINES, ""))
+
+    def test_point(self):
+        for point, expected, inside in [("1440,10", LINES[1], True), ("1439.5,10", LINES[0], True),
+                                        ("-5e3,-1000", LINES[2], False)]:
+            for option in ["--at", point], ["--at=" + point]:
+                with self.subTest(option):
+                    words = expected.split() + ([] if inside else ["nearest"])
+                    self.assertEqual(self.run_jv(*option).stdout.split(), words)
+                    found = json.loads(self.run_jv("--json", *option).stdout)
+                    self.assertEqual((str(found["number"]), found["inside"]), (words[0], inside))
+
+    def test_json(self):
+        result = self.run_jv("--json")
+        self.assertEqual([json.loads(line) for line in result.stdout.splitlines()][1],
+                         {"number": 2, "name": "B", "x": 1440, "y": -180, "width": 1920, "height": 1080, "scale": 1})
+        self.assertEqual((result.returncode, result.stdout.count("\n")), (0, 3))
+
+    def test_map(self):
+        self.assertEqual(self.run_jv("--map", LC_ALL="C.UTF-8").stdout, MAP + "\n".join(LINES) + "\n")
+        ascii_map = self.run_jv("--map", LC_ALL="C").stdout
+        for line, ascii_line in zip(MAP.splitlines(), ascii_map.splitlines()):
+            self.assertEqual("".join({"│": "|", "─": "-"}.get(c, c if c < "\x80" else "+") for c in line), ascii_line)
+        marked = self.run_jv("--map", "--at", "200,-200", LC_ALL="C.UTF-8").stdout
+        self.assertEqual([(line.index("*"), row) for row, line in enumerate(marked.splitlines()) if "*" in line],
+                         [(4, 12)])
+
+    def test_terminal(self):
+        ours, theirs = pty.openpty()
+        try:
+            self.assertEqual(self.run_jv(stdout=theirs, LC_ALL="C.UTF-8").returncode, 0)
+            shown = b""
+            while shown.count(b"\n") < len((MAP + "\n".join(LINES)).splitlines()):
+                shown += os.read(ours, 4096)
+        finally:
+            os.close(ours)
+            os.close(theirs)
+        self.assertEqual(shown.decode().replace("\r", ""), MAP + "\n".join(LINES) + "\n")
+
+    def test_no_display(self):
+        result = subprocess.run([JV, "screens", "--at", "1,1"], env={}, capture_output=True, text=True, timeout=BOUND,
+                                check=False)
+        self.assertEqual((result.returncode, result.stdout), (1, ""))
+        self.assertIn("no display", result.stderr)
+
+    def test_usage(self):
+        for at in "", "1", "1,", ",1", "1,2,3", "1;2", "a,b", "nan,1", "1,inf", "0x10,1", "1 ,2", "1e999,0":
+            with self.subTest(at):
+                result = self.run_jv("--at", at)
+                self.assertEqual((result.returncode, result.stdout), (2, ""))
+
+    def test_output_that_nobody_takes(self):
+        with open("/dev/full", "wb") as full:
+            self.assertEqual(self.run_jv(stdout=full).returncode, 3)
+
+
+try:
+    with XServer(*MONITORS) as server:
+        Screens.environment = server.environment
+        unittest.main()
+except Missing as missing:
+    print(missing)
+    sys.exit(77)

@@ -1,0 +1,289 @@
+// jv keychain: reads, saves, lists and deletes passwords.
+
+#include <cstdint>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <JorvaneFoundation/keychain/JVKeychain.h>
+#include <JorvaneFoundation/platform/Keychain.h>
+#include <JorvaneFoundation/platform/KeychainVault.h>
+
+#include "commands.h"
+#include "keychain_items.h"
+#include "output.h"
+#include "secret_input.h"
+#include "text_forms.h"
+
+namespace {
+
+using JVFoundation::NSError;
+using JVFoundation::Value;
+using JVPlatform::OSStatus;
+using nlohmann::ordered_json;
+
+struct Options {
+  jv::ItemChoice item;
+  std::string separator = "/";
+  std::optional<std::string> vault;
+  std::optional<int> passphraseDescriptor;
+  bool showPasswords = false;
+  bool json = false;
+};
+
+int fail(const NSError& error) {
+  std::cerr << "jv keychain: " << error.localizedDescription();
+  if (const auto suggestion = error.localizedRecoverySuggestion()) std::cerr << ": " << *suggestion;
+  std::cerr << '\n';
+  return jv::kFailed;
+}
+
+int fail(std::string_view description, OSStatus status) {
+  return fail(JVKeychain::errorWithDescription(description, status));
+}
+
+int show(const std::string& text) {
+  jv::Output output;
+  output.write(text);
+  return output.flush() ? jv::kDone : jv::kFailed;
+}
+
+int show(const ordered_json& line) { return show(line.dump() + '\n'); }
+
+void setPassword(ordered_json& line, std::string_view password) {
+  if (jv::isUTF8(password)) {
+    line["password"] = password;
+  } else {
+    line["passwordHex"] = jv::hexadecimalOf(password);
+  }
+}
+
+// --- which keychain ---
+
+jv::SecretText passphraseFor(const Options& options, bool mayCreate) {
+  if (options.passphraseDescriptor) return jv::readSecret(*options.passphraseDescriptor);
+  jv::SecretText passphrase = jv::askForSecret("Passphrase of " + *options.vault + ": ");
+  if (mayCreate && !std::filesystem::exists(*options.vault)) {
+    const jv::SecretText again = jv::askForSecret("The vault is new. The same passphrase again: ");
+    if (again.text != passphrase.text) throw std::runtime_error("the two passphrases differ");
+  }
+  return passphrase;
+}
+
+/// Puts the vault in use that was asked for.
+bool chooseKeychain(const Options& options, JVPlatform::VaultFile file) {
+  if (!options.vault) return true;
+  const jv::SecretText passphrase = passphraseFor(options, file == JVPlatform::VaultFile::createIfMissing);
+  std::optional<NSError> error;
+  std::shared_ptr<JVPlatform::Keychain> vault = JVPlatform::openVault(*options.vault, passphrase.text, file, &error);
+  if (error) fail(*error);
+  if (vault) JVPlatform::installKeychain(std::move(vault));
+  return !error;
+}
+
+// --- the commands ---
+
+std::int64_t protocolOf(const Options& options) {
+  if (options.item.protocol == "ftp") return JVKeychainProtocolFTP;
+  if (options.item.protocol == "ftps") return JVKeychainProtocolFTPS;
+  return JVKeychainProtocolAny;
+}
+
+/// The password, none when there is none.
+std::optional<std::string> passwordOf(const Options& options, std::optional<NSError>& error) {
+  const jv::ItemChoice& item = options.item;
+  if (item.host) return JVKeychain::passwordForHost(item.host, item.user.value_or(""), protocolOf(options), &error);
+  // The empty account would stand for all of them.
+  const std::string account = item.account.value_or("");
+  const std::optional<Value> found = account.empty()
+                                         ? JVKeychain::genericPasswordsWithService(*item.service, &error)
+                                         : JVKeychain::genericPasswordsWithAccounts({account}, *item.service, &error);
+  const Value* const password = found && !error ? found->find(account) : nullptr;
+  if (password == nullptr) return std::nullopt;
+  return std::string(password->data()->begin(), password->data()->end());
+}
+
+int get(const Options& options) {
+  if (!chooseKeychain(options, JVPlatform::VaultFile::mustExist)) return jv::kFailed;
+  std::optional<NSError> error;
+  jv::SecretText password;
+  std::optional<std::string> found = passwordOf(options, error);
+  if (error) return fail(*error);
+  if (!found) return jv::kNothing;
+  password.text = std::move(*found);
+  if (!options.json) return show(password.text + '\n');
+  ordered_json line;
+  setPassword(line, password.text);
+  return show(line);
+}
+
+int save(const Options& options) {
+  const bool isTerminal = isatty(STDIN_FILENO) != 0;
+  if (options.vault && options.passphraseDescriptor == STDIN_FILENO && !isTerminal) {
+    std::cerr << "jv keychain: standard input cannot hold both the passphrase and the password\n";
+    return jv::kBadUsage;
+  }
+  if (!chooseKeychain(options, JVPlatform::VaultFile::createIfMissing)) return jv::kFailed;
+  const jv::SecretText password = jv::secretFromStandardInput("Password: ");
+  const jv::ItemChoice& item = options.item;
+  std::optional<NSError> error;
+  if (item.host) {
+    JVKeychain::savePassword(password.text, item.host, item.user.value_or(""), protocolOf(options), &error);
+  } else {
+    const std::span bytes(reinterpret_cast<const std::uint8_t*>(password.text.data()), password.text.size());
+    JVKeychain::saveGenericPassword(bytes, *item.service, item.account.value_or(""), options.separator, &error);
+  }
+  return error ? fail(*error) : jv::kDone;
+}
+
+std::string lineOf(const Value& item, const jv::SecretText* password) {
+  std::string line;
+  const auto add = [&](std::string_view text) {
+    if (!line.empty()) line += '\t';
+    line += jv::printableName(text);
+  };
+  const bool isGeneric = item.find("svce") != nullptr;
+  const std::vector<const char*> keys =
+      isGeneric ? std::vector{"svce", "acct", "labl"} : std::vector{"srvr", "acct", "ptcl", "labl"};
+  for (const char* key : keys) {
+    const std::string* const text = item.text(key);
+    add(text ? *text : "");
+  }
+  if (password != nullptr) add(password->text);
+  return line + '\n';
+}
+
+ordered_json jsonOf(const Value& item, const jv::SecretText* password) {
+  constexpr std::pair<const char*, const char*> kNames[] = {
+      {"srvr", "host"}, {"svce", "service"},  {"acct", "account"},        {"sdmn", "domain"}, {"path", "path"},
+      {"port", "port"}, {"ptcl", "protocol"}, {"atyp", "authentication"}, {"labl", "label"},
+  };
+  ordered_json line;
+  for (const auto& [key, name] : kNames) {
+    if (const std::string* text = item.text(key)) line[name] = *text;
+    if (const JVFoundation::NSNumber* number = item.number(key)) line[name] = number->intValue();
+  }
+  if (password != nullptr) setPassword(line, password->text);
+  return line;
+}
+
+int list(const Options& options) {
+  if (!chooseKeychain(options, JVPlatform::VaultFile::mustExist)) return jv::kFailed;
+  std::vector<Value> items;
+  const OSStatus status = jv::findItems(options.item, items);
+  if (status != JVPlatform::errSecSuccess) return fail("Cannot list the keychain's items", status);
+  for (const Value& item : items) {
+    jv::SecretText password;
+    if (options.showPasswords) {
+      const OSStatus read = jv::readPassword(item, password);
+      if (read == JVPlatform::errSecItemNotFound) continue;  // gone meanwhile
+      if (read != JVPlatform::errSecSuccess) return fail("Cannot read a password", read);
+    }
+    const jv::SecretText* const shown = options.showPasswords ? &password : nullptr;
+    const int ended = options.json ? show(jsonOf(item, shown)) : show(lineOf(item, shown));
+    if (ended != jv::kDone) return ended;
+  }
+  return items.empty() ? jv::kNothing : jv::kDone;
+}
+
+int remove(const Options& options) {
+  if (!chooseKeychain(options, JVPlatform::VaultFile::mustExist)) return jv::kFailed;
+  std::vector<Value> items;
+  const OSStatus status = jv::findItems(options.item, items);
+  if (status != JVPlatform::errSecSuccess) return fail("Cannot find the keychain's items", status);
+  for (const Value& item : items) {
+    const OSStatus deleted = jv::deleteItem(item);
+    if (deleted != JVPlatform::errSecSuccess) return fail("Cannot delete a password", deleted);
+  }
+  return items.empty() ? jv::kNothing : jv::kDone;
+}
+
+int status(const Options& options) {
+  if (!chooseKeychain(options, JVPlatform::VaultFile::mustExist)) return jv::kFailed;
+  JVPlatform::KeychainState state;
+  const OSStatus answer = JVPlatform::keychain()->SecKeychainGetStatus(state);
+  if (answer != JVPlatform::errSecSuccess) return fail("No keychain can be used", answer);
+  if (options.json) return show(ordered_json{{"keychain", state.description}, {"locked", !state.isUnlocked}});
+  return show(state.description + ": " + (state.isUnlocked ? "unlocked" : "locked") + '\n');
+}
+
+// --- the options ---
+
+enum class Names : std::uint8_t { whole, atLeastOne };
+
+void addItemOptions(CLI::App& command, Options& options, Names names) {
+  CLI::Option* const host = command.add_option("--host", options.item.host, "Host of an internet password");
+  CLI::Option* const user = command.add_option("--user", options.item.user, "User name there")->needs(host);
+  command.add_option("--protocol", options.item.protocol, "ftp or ftps; any protocol when it is left out")
+      ->check(CLI::IsMember({"ftp", "ftps"}))
+      ->needs(host);
+  CLI::Option* const service =
+      command.add_option("--service", options.item.service, "Service of a generic password")->excludes(host);
+  CLI::Option* const account = command.add_option("--account", options.item.account, "Account there")->needs(service);
+  if (names == Names::whole) {
+    host->needs(user);
+    service->needs(account);
+  }
+}
+
+/// A command of its own below `jv keychain`.
+template <int (*run)(const Options&)>
+CLI::App* addCommand(CLI::App& keychain, const std::shared_ptr<Options>& options, int& exitStatus, const char* name,
+                     const char* about, std::optional<Names> names) {
+  CLI::App* const command = keychain.add_subcommand(name, about);
+  if (names) addItemOptions(*command, *options, *names);
+  CLI::Option* const vault =
+      command->add_option("--vault", options->vault, "Use this vault file in place of the password service");
+  command
+      ->add_option("--passphrase-fd", options->passphraseDescriptor,
+                   "Read the vault's passphrase from this descriptor; it is asked for otherwise")
+      ->needs(vault);
+  command->add_flag("--json", options->json, "An object a line, for machines");
+  command->callback([options, names, &exitStatus] {
+    if (names && !options->item.host && !options->item.service) {
+      std::cerr << "jv keychain: either --host or --service is required\n";
+      exitStatus = jv::kBadUsage;
+      return;
+    }
+    exitStatus = run(*options);
+  });
+  return command;
+}
+
+constexpr const char* kAbout = R"(Passwords in the user's keychain.
+
+Internet passwords belong to a host and a user, generic passwords to a service
+and an account. They are kept by the desktop's password service, or with --vault
+in an encrypted file, which save makes if need be.
+
+A password that is saved is asked for without echo, or read from standard input
+up to its end when that is no terminal; one line feed at the end is no part of
+it. get prints the password and a line feed. Names should be ASCII: others are
+cut short when an item is looked up again.)";
+
+}  // namespace
+
+void jv::addKeychainCommand(CLI::App& app, int& exitStatus) {
+  CLI::App* const command = app.add_subcommand("keychain", kAbout);
+  command->require_subcommand(1);
+  const auto options = std::make_shared<Options>();
+  addCommand<get>(*command, options, exitStatus, "get", "Prints a password", Names::whole);
+  addCommand<save>(*command, options, exitStatus, "save", "Saves a password", Names::whole)
+      ->add_option("--separator", options->separator, "Between service and account in a generic password's label")
+      ->capture_default_str();
+  addCommand<list>(*command, options, exitStatus, "list", "Lists items, oldest first", Names::atLeastOne)
+      ->add_flag("--show-passwords", options->showPasswords, "Their passwords as well");
+  addCommand<remove>(*command, options, exitStatus, "delete", "Deletes every item with these names", Names::whole);
+  addCommand<status>(*command, options, exitStatus, "status", "Says which keychain is used and whether it is locked",
+                     std::nullopt);
+}
