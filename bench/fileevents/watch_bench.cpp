@@ -1,7 +1,7 @@
 // What watching costs, next to a bare walk that adds a watch for each folder with as many threads, and to inotifywait
 // and watchman where they are installed.
 //
-//   bench_fileevents [--short] [--in FOLDER] [--sizes N,N,…] [--burst] [--cold]
+//   bench_fileevents [--short] [--in FOLDER] [--sizes N,N,…] [--rounds N] [--no-peers] [--burst] [--cold]
 //
 // Trees are made in FOLDER (the folder for temporary files; tmpfs is best) with 10 folders in a folder and 3 files in
 // each. Rounds take turns; a row is the best and the median of them. --burst writes 200,000 files into new folders and
@@ -22,6 +22,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -56,6 +57,7 @@ struct Options {
   int rounds = 5;
   bool burst = false;
   bool cold = false;
+  bool peers = true;
 };
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -299,7 +301,7 @@ void measureSetUp(const Options& options, std::size_t folders) {
       {"watchman", [&] { return timeOfWatchman(tree.path()); }},
   };
   for (int round = 0; round < options.rounds; ++round) {
-    for (Row& row : rows) {
+    for (Row& row : std::span(rows).first(options.peers ? std::size(rows) : 2)) {
       if (options.cold) dropCaches();
       if (const auto taken = row.run()) row.times.push_back(*taken);
       malloc_trim(0);
@@ -452,6 +454,8 @@ int main(int argc, char** argv) {
     if (option == "--short") isShort = true;
     if (option == "--burst") options.burst = true;
     if (option == "--cold") options.cold = true;
+    if (option == "--no-peers") options.peers = false;
+    if (option == "--rounds" && i + 1 < argc) options.rounds = std::atoi(argv[++i]);
     if (option == "--in" && i + 1 < argc) options.in = argv[++i];
     if (option == "--sizes" && i + 1 < argc) {
       options.sizes.clear();

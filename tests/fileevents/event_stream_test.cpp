@@ -99,6 +99,19 @@ void writeMapped(const std::string& path) {
   close(file);
 }
 
+constexpr int kLevels = 50;
+std::string longName(int level) { return std::string(100, 'd') + std::to_string(level); }
+std::string longNames() {
+  std::string names;
+  for (int level = 0; level < kLevels; ++level) names += longName(level) + ' ';
+  return names;
+}
+std::string deepPath() {
+  std::string path;
+  for (int level = 0; level < kLevels; ++level) path += '/' + longName(level);
+  return path;
+}
+
 const std::vector<Operation>& operations() {
   static const std::vector<Operation> all = {
       {"a file is written", [](auto& top, auto&) { write(top + "/new"); }, {""}, {"/new"}, {"/old"}},
@@ -234,12 +247,11 @@ const std::vector<Operation>& operations() {
        {}},
       {"a tree deeper than a path may be long",
        [](auto& top, auto&) {
-         shell("cd " + top +
-               " && i=0 && while [ $i -lt 60 ]; do d=$(printf %0100d $i); mkdir $d && cd -P $d || exit 1; "
-               "i=$((i+1)); done && echo x >end");
+         shell("cd " + top + " && for i in " + longNames() +
+               "; do mkdir $i && cd -P $i || exit 1; done && echo text >end");
        },
-       {""},
-       {},
+       {"", deepPath()},
+       {deepPath(), deepPath() + "/end"},
        {}},
   };
   return all;

@@ -47,7 +47,8 @@ void Batch::add(std::string_view path) {
 std::vector<std::string> Batch::take(const std::vector<std::string>& everything) {
   places_ = {};
   std::vector<std::string> taken = std::exchange(paths_, {});
-  return std::exchange(overfull_, false) ? everything : taken;
+  if (std::exchange(overfull_, false)) return everything;
+  return taken;
 }
 
 }  // namespace jv::watching

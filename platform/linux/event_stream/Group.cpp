@@ -166,6 +166,7 @@ void Group::takeIn(const std::shared_ptr<Stream>& stream) {
   job->whenDone.emplace_back([this, stream] {
     stream->isReady = true;
     changed_.notify_all();
+    poll_.wake();
   });
   for (const std::string& path : stream->paths) {
     auto root = std::make_unique<Root>(Root{stream.get(), path, {}});
@@ -232,7 +233,7 @@ void Group::planNextRound() {
   }
   if (!detachedOrder_.empty()) wakeAt(detachedOrder_.front().first);
   if (!stale_.empty()) wakeAt(staleAt_);
-  if (lostSince_ && !isRecovering_) wakeAt(recoverAt_);
+  if (canRecover()) wakeAt(recoverAt_);
   if ((!unwatched_.empty() || !polledRoots_.empty()) && !isLooking_) wakeAt(lookAt_);
   isHurried_ = !orders_.empty() || !doomed_.empty() || !dirty_.empty() ||
                (walkers_ == 0 && (own_->isActive() || !items_.empty()));

@@ -177,6 +177,7 @@ class Group : public std::enable_shared_from_this<Group> {
 
   // ----------------------------------------------------------------------------------------- GroupRecovery.cpp
   void overflowed();
+  [[nodiscard]] bool canRecover() const;
   void recover();
   void lookAround();
   void recheck();
@@ -190,6 +191,7 @@ class Group : public std::enable_shared_from_this<Group> {
   int members_ = 0;  // guarded by the process's lock
 
   // The group's thread.
+  std::unique_ptr<Kernel::Buffer> events_ = std::make_unique<Kernel::Buffer>();
   Standpoint* standpoint_ = nullptr;
   FolderId standing_ = kNoFolder;
   Descriptor standingIn_;

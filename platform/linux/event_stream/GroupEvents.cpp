@@ -1,6 +1,5 @@
 // What is done about each event: it is reported, and where it is about a folder, the tree is brought up to date.
 
-#include <array>
 #include <cerrno>
 
 #include "platform/linux/event_stream/Group.h"
@@ -16,14 +15,13 @@ constexpr std::uint32_t kComesOrGoes = IN_CREATE | IN_DELETE | IN_MOVED_FROM | I
 
 /// @return whether more may be there to be read.
 bool Group::readEvents() {
-  alignas(inotify_event) static thread_local std::array<char, Kernel::kBufferSize> buffer;
   const Moment before = Moment::now();
-  const std::size_t size = kernel_.isOpen() ? kernel_.read(buffer) : 0;
+  const std::size_t size = kernel_.isOpen() ? kernel_.read(*events_) : 0;
   // Others get a chance between a few events.
   constexpr int kTurn = 64;
   int left = 0;
   Lock lock(mutex_, std::defer_lock);
-  forEachEvent(buffer.data(), size, [&](const Event& event) {
+  forEachEvent(events_->data(), size, [&](const Event& event) {
     if (left-- == 0) {
       if (lock.owns_lock()) lock.unlock();
       lock.lock();

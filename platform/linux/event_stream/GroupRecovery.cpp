@@ -30,10 +30,15 @@ void Group::overflowed() {
   if (!lostSince_) lostSince_ = lastDrained_;
 }
 
+/// While the folders of a stream are still being taken in, all of them would look new.
+bool Group::canRecover() const {
+  return lostSince_ && !isRecovering_ && std::ranges::all_of(streams_, &Stream::isReady);
+}
+
 void Group::recover() {
   const Lock lock(mutex_);
   const auto now = Clock::now();
-  if (!lostSince_ || isRecovering_ || now < recoverAt_) return;
+  if (!canRecover() || now < recoverAt_) return;
   isRecovering_ = true;
   const auto job = newJob(kNoFolder);
   job->since = before(*lostSince_);

@@ -26,7 +26,7 @@ int Kernel::add(const char* path, std::uint32_t mask) noexcept {
 
 void Kernel::remove(int watch) noexcept { inotify_rm_watch(instance_.get(), watch); }
 
-std::size_t Kernel::read(std::span<char, kBufferSize> buffer) noexcept {
+std::size_t Kernel::read(Buffer& buffer) noexcept {
   ssize_t size;
   do {
     size = ::read(instance_.get(), buffer.data(), buffer.size());

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstdint>
-#include <span>
 
 #include <sys/inotify.h>
 
@@ -44,8 +43,10 @@ class Kernel {
   [[nodiscard]] int add(const char* path, std::uint32_t mask) noexcept;
   void remove(int watch) noexcept;
 
+  using Buffer = std::array<char, kBufferSize>;
+
   /// Reads what is there without waiting. @return the bytes in @p buffer
-  std::size_t read(std::span<char, kBufferSize> buffer) noexcept;
+  std::size_t read(Buffer& buffer) noexcept;
   /// Whether a call that read @p size bytes has left nothing behind.
   static bool leftNothing(std::size_t size);
 
