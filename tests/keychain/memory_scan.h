@@ -10,6 +10,19 @@
 
 namespace jvtest {
 
+// Sanitizers keep what was freed, and have memory that must not be read.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kCanScanMemory = false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+inline constexpr bool kCanScanMemory = false;
+#else
+inline constexpr bool kCanScanMemory = true;
+#endif
+#else
+inline constexpr bool kCanScanMemory = true;
+#endif
+
 /// A secret that is in memory only while somebody asks for it, and in one place.
 class HiddenSecret {
  public:
