@@ -14,7 +14,7 @@ namespace jv {
 template <class Bytes>
 void wipe(Bytes& bytes) noexcept {
   bytes.resize(bytes.capacity());  // nothing is allocated: what lies behind the end held bytes once
-  explicit_bzero(bytes.data(), bytes.size());
+  if (!bytes.empty()) explicit_bzero(bytes.data(), bytes.size());
   bytes.clear();
 }
 

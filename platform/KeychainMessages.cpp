@@ -26,7 +26,7 @@ constexpr Message kMessages[] = {
     {errSecInternalComponent,     "The password service gave an answer that is not understood."},
     {errSecNotAvailable,          "There is no password service, and nothing was stored. Start gnome-keyring, KWallet or "
                                   "KeePassXC on the session bus, or have the application open a vault file."},
-    {errSecReadOnly,              "The keychain cannot be written to."},
+    {errSecReadOnly,              "The keychain cannot be written to: it is read-only, or its disk is full or fails."},
     {errSecAuthFailed,            "Access to the keychain was refused: the key or passphrase is wrong, or a policy "
                                   "forbids it."},
     {errSecNoSuchKeychain,        "There is no such vault file."},

@@ -88,7 +88,8 @@ class FakeKeychain final : public JVPlatform::Keychain {
             shown(pathLength, path), std::to_string(port), std::to_string(protocol), std::to_string(authentication),
             wanted(passwordLength && passwordData, reference)});
     return find(passwordLength, passwordData, reference, [&](const Dictionary& item) {
-      const auto* number = Value(item).number("port");
+      const Value* const portValue = item.find("port");
+      const auto* const number = portValue ? portValue->number() : nullptr;
       return isText(item, "class", "inet") && isText(item, "srvr", {server, serverLength}) &&
              isText(item, "sdmn", {domain, domainLength}) && isText(item, "acct", {account, accountLength}) &&
              isText(item, "path", {path, pathLength}) &&

@@ -6,6 +6,7 @@
 #include <future>
 #include <thread>
 
+#include "memory_scan.h"
 #include "support.h"
 
 namespace {
@@ -138,6 +139,23 @@ TEST_F(OpenService, FindsWhatOtherProgramsStored) {
   service.tell("store two label service=s");
   service.tell("store three label service=s username=a more=yes");
   EXPECT_THAT(readAll("s"), ElementsAre("a=one", "=two")) << "both with account a are looked up as the older one";
+}
+
+TEST_F(OpenService, NoSecretStaysInMemory) {
+  if (!kCanScanMemory) GTEST_SKIP() << "not under a sanitizer";
+  std::string secret = HiddenSecret::text();
+  ASSERT_GE(HiddenSecret::copies(), 1) << "it would be seen";
+  EXPECT_EQ(saveGeneric(secret, "s", "a"), 0);
+  EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
+  EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
+  HiddenSecret::wipe(secret);
+  EXPECT_EQ(HiddenSecret::copies(), 0) << "after saving";
+
+  std::optional<std::string> read = JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny);
+  ASSERT_TRUE(read);
+  EXPECT_EQ(HiddenSecret::copies(), 1) << "the caller's own";
+  HiddenSecret::wipe(*read);
+  EXPECT_EQ(HiddenSecret::copies(), 0) << "after reading";
 }
 
 TEST_F(OpenService, ListsTheOldestFirst) {

@@ -89,6 +89,8 @@ TEST(Errors, HaveAStatusEach) {
       {"GetSecrets", "org.freedesktop.Secret.Error.IsLocked", errSecInteractionNotAllowed, 0},
       {"SetSecret", "org.freedesktop.DBus.Error.NotSupported", 0, errSecReadOnly},
       {"SetSecret", "org.freedesktop.DBus.Error.PropertyReadOnly", 0, errSecReadOnly},
+      {"SetSecret", "org.freedesktop.DBus.Error.Failed", 0, errSecReadOnly},
+      {"GetSecrets", "org.freedesktop.DBus.Error.Failed", errSecInternalComponent, 0},
       {"SetSecret", "org.freedesktop.DBus.Error.LimitsExceeded", 0, errSecParam},
       {"SetSecret", "org.freedesktop.Secret.Error.NoSuchObject", 0, errSecItemNotFound},
   };

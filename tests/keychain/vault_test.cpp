@@ -17,6 +17,7 @@
 #include <random>
 #include <vector>
 
+#include "memory_scan.h"
 #include "support.h"
 #include "support/temporary_folder.h"
 
@@ -89,6 +90,24 @@ TEST_F(Vault, KeepsWhatItIsGiven) {
 
   EXPECT_EQ(save("1", "\xC3\xA9"), 0) << "stored under the byte C3, as with every keychain";
   EXPECT_EQ(save("2", "\xC3\xA9"), errSecDuplicateItem);
+}
+
+TEST_F(Vault, NoSecretStaysInMemory) {
+  if (!kCanScanMemory) GTEST_SKIP() << "not under a sanitizer";
+  std::string secret = HiddenSecret::text();
+  ASSERT_GE(HiddenSecret::copies(), 1) << "it would be seen";
+  const InstalledKeychain installed(open());
+  EXPECT_EQ(save(secret, "a"), 0);
+  EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
+  EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
+  HiddenSecret::wipe(secret);
+  EXPECT_EQ(HiddenSecret::copies(), 0) << "after saving";
+
+  std::optional<std::string> read = JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny);
+  ASSERT_TRUE(read);
+  EXPECT_EQ(HiddenSecret::copies(), 1) << "the caller's own";
+  HiddenSecret::wipe(*read);
+  EXPECT_EQ(HiddenSecret::copies(), 0) << "after reading";
 }
 
 TEST_F(Vault, ItemsAreDeletedAndStayTheirOwn) {

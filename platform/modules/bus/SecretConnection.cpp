@@ -138,13 +138,16 @@ bool hasDisplay() {
   return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY");
 }
 
-/// What the names of errors mean. An object that is not there means something else on each kind of object.
+/// What the names of errors mean. An object that is not there means something else on each kind of object, and a
+/// failure that is not explained something else when writing: that is how gnome-keyring tells that the disk is full or
+/// read-only.
 struct ErrorRow {
   std::string_view name;
   OSStatus status;
   FailureCause cause = FailureCause::answer;
 };
-constexpr OSStatus kNoSuchObject = 1;  // of no status: decided by the place
+constexpr OSStatus kNoSuchObject = 1;  // no statuses: what they mean is decided by the call
+constexpr OSStatus kFailed = 2;
 // clang-format off
 constexpr ErrorRow kErrors[] = {
     {"org.freedesktop.DBus.Error.ServiceUnknown",    errSecNotAvailable},
@@ -159,6 +162,7 @@ constexpr ErrorRow kErrors[] = {
     {"org.freedesktop.DBus.Error.UnknownObject",     kNoSuchObject},
     {"org.freedesktop.DBus.Error.UnknownMethod",     kNoSuchObject},
     {"org.freedesktop.DBus.Error.UnknownInterface",  kNoSuchObject},
+    {"org.freedesktop.DBus.Error.Failed",            kFailed},
     {"org.freedesktop.DBus.Error.AccessDenied",      errSecAuthFailed},
     {"org.freedesktop.DBus.Error.AuthFailed",        errSecAuthFailed},
     {"org.freedesktop.DBus.Error.PropertyReadOnly",  errSecReadOnly},
@@ -301,6 +305,7 @@ void SecretConnection::check(const Call& call) {
   if (sd_bus_message_is_method_error(call.reply.get(), nullptr) <= 0) return;
   const ErrorRow meaning = meaningOf(sd_bus_message_get_error(call.reply.get())->name);
   OSStatus status = meaning.status;
+  if (status == kFailed) status = call.isWrite ? errSecReadOnly : errSecInternalComponent;
   if (status == kNoSuchObject) {
     status = call.place == Place::item         ? errSecItemNotFound
              : call.place == Place::collection ? errSecNoDefaultKeychain
@@ -445,6 +450,7 @@ ObjectPath SecretConnection::createIn(const char* collection, const SecretAttrib
                                       std::string_view label, std::span<const std::uint8_t> secret) {
   openSession();
   Call call = newCall(Place::collection, collection, kCollectionInterface, "CreateItem");
+  call.isWrite = true;
   sd_bus_message* const message = call.request.get();
   checked(sd_bus_message_open_container(message, 'a', "{sv}"));
   checked(sd_bus_message_append(message, "{sv}", "org.freedesktop.Secret.Item.Label", "s", displayText(label).c_str()));
@@ -499,6 +505,7 @@ void SecretConnection::setSecret(const ObjectPath& item, std::span<const std::ui
   for (bool isFirst = true;; isFirst = false) {
     openSession();
     Call call = newCall(Place::item, item.c_str(), kItemInterface, "SetSecret");
+    call.isWrite = true;
     appendSecret(call, secret);
     try {
       return exchange(call);
@@ -512,12 +519,14 @@ void SecretConnection::setSecret(const ObjectPath& item, std::span<const std::ui
 
 void SecretConnection::setLabel(const ObjectPath& item, std::string_view label) {
   Call call = newCall(Place::item, item.c_str(), kPropertiesInterface, "Set");
+  call.isWrite = true;
   checked(sd_bus_message_append(call.request.get(), "ssv", kItemInterface, "Label", "s", displayText(label).c_str()));
   exchange(call);
 }
 
 void SecretConnection::remove(const ObjectPath& item) {
   Call call = newCall(Place::item, item.c_str(), kItemInterface, "Delete");
+  call.isWrite = true;
   exchange(call);
   prompt(readText(call.reply.get(), 'o'), errSecInteractionNotAllowed);
 }

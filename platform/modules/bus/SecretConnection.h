@@ -76,6 +76,7 @@ class SecretConnection {
     SdMessage request;
     SdMessage reply;
     Place place = Place::service;
+    bool isWrite = false;
   };
 
   Call newCall(Place place, const char* path, const char* interface, const char* method);
@@ -108,7 +109,7 @@ class SecretConnection {
   pid_t process_;
   std::string session_;
   std::string awaitedPrompt_;  // the object whose end is waited for
-  SdMessage promptEnd_;   // its signal
+  SdMessage promptEnd_;        // its signal
   bool serviceWent_ = false;   // while a prompt was waited for
 };
 

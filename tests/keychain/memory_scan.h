@@ -1,0 +1,76 @@
+/// Looks for a secret in the memory of the process.
+#pragma once
+
+#include <string.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+namespace jvtest {
+
+// Sanitizers keep what was freed, and have memory that must not be read.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kCanScanMemory = false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+inline constexpr bool kCanScanMemory = false;
+#else
+inline constexpr bool kCanScanMemory = true;
+#endif
+#else
+inline constexpr bool kCanScanMemory = true;
+#endif
+
+/// A secret that is in memory only while somebody asks for it, and in one place.
+class HiddenSecret {
+ public:
+  static constexpr std::size_t kSize = 48;
+
+  static std::string text() {
+    std::string secret(kSize, '\0');
+    for (std::size_t at = 0; at < kSize; ++at) secret[at] = byteAt(at);
+    return secret;
+  }
+  static void wipe(std::string& secret) { explicit_bzero(secret.data(), secret.size()); }
+
+  /// How often the memory that can be written to holds it, or half of it.
+  static int copies() {
+    int found = 0;
+    std::FILE* const maps = std::fopen("/proc/self/maps", "re");
+    char line[512];
+    while (std::fgets(line, sizeof line, maps) != nullptr) {
+      std::uintptr_t begin = 0, end = 0;
+      char mode[5] = {};
+      if (std::sscanf(line, "%lx-%lx %4s", &begin, &end, mode) != 3 || mode[0] != 'r' || mode[1] != 'w') continue;
+      found += copiesIn(reinterpret_cast<const volatile char*>(begin), end - begin);
+    }
+    std::fclose(maps);
+    return found;
+  }
+
+ private:
+  // Nothing here may bring the compiler to keep the secret as a constant.
+  static char byteAt(std::size_t at) {
+    static volatile std::uint32_t seed = 12345;
+    std::uint32_t value = seed + static_cast<std::uint32_t>(at) * 2654435761U;
+    value ^= value >> 15;
+    return static_cast<char>('a' + value % 26);
+  }
+
+  static int copiesIn(const volatile char* memory, std::size_t size) {
+    constexpr std::size_t kHalf = kSize / 2;
+    int found = 0;
+    const char first = byteAt(0);
+    for (std::size_t at = 0; at + kHalf <= size; ++at) {
+      if (memory[at] != first) continue;
+      std::size_t same = 1;
+      while (same < kHalf && memory[at + same] == byteAt(same)) ++same;
+      if (same == kHalf) ++found;
+    }
+    return found;
+  }
+};
+
+}  // namespace jvtest
