@@ -91,7 +91,8 @@ NSFont::Pointer NSFont::boldItalicFont() const {
 
 std::string NSFont::fullDisplayName() const {
   const Pointer normal = normalFont();
-  const std::optional<std::string_view> name = normal ? std::optional(normal->displayName()) : std::nullopt;
+  std::optional<std::string_view> name;
+  if (normal) name = normal->displayName();
   return std::string(jv::orNull(name)) + " - " + jv::oneDecimal(normal ? normal->pointSize() : 0);
 }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <latch>
 #include <memory>
 #include <optional>
@@ -177,6 +178,14 @@ TEST_F(Fonts, TheDisplayNameIsThatOfTheNormalFontWithOneDecimal) {
        {Case{12, "Full - 12.0"}, {11.5, "Full - 11.5"}, {13.96, "Full - 14.0"}, {0.04, "Full - 0.0"}}) {
     EXPECT_EQ(NSFont::fontWithName("Full-Bold-Italic", size)->fullDisplayName(), expected);
   }
+}
+
+TEST_F(Fonts, ALongDisplayNameIsWhole) {
+  const std::string name = "A family with a name that is too long to be kept in place";
+  manager->add(name, 0);
+  std::string postScriptName = name;
+  std::ranges::replace(postScriptName, ' ', '-');
+  EXPECT_EQ(NSFont::fontWithName(postScriptName, 9)->fullDisplayName(), name + " - 9.0");
 }
 
 TEST_F(Fonts, TheLineHeightIsThatOfTheFontItself) {
