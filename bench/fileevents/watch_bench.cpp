@@ -71,7 +71,10 @@ class Tree {
     for (std::size_t made = 0; made < folders; open.pop_front()) {
       for (int i = 0; i < 10 && made < folders; ++i, ++made) {
         open.push_back(open.front() + "/d" + std::to_string(i));
-        if (mkdir(open.back().c_str(), 0755) < 0) std::abort();
+        if (mkdir(open.back().c_str(), 0755) < 0) {
+          std::perror(open.back().c_str());
+          std::exit(1);
+        }
         for (const char* file : {"/f0", "/f1", "/f2"}) close(creat((open.back() + file).c_str(), 0644));
       }
     }
@@ -193,8 +196,10 @@ class Recorder : public JVFileEventerDelegate {
 
 // ---------------------------------------------------------------------------------------------------------------------
 
-/// Milliseconds until a tool that is started says @p mark on its standard error, or output. None without the tool.
-std::optional<double> timeUntilSaid(const std::vector<std::string>& command, const std::string& mark) {
+/// Milliseconds until a tool that is started says @p mark on its standard error, or output, all of which then goes to
+/// @p copy. None without the tool.
+std::optional<double> timeUntilSaid(const std::vector<std::string>& command, const std::string& mark,
+                                    std::FILE* copy = nullptr) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) < 0) std::abort();
   posix_spawn_file_actions_t actions;
@@ -216,6 +221,7 @@ std::optional<double> timeUntilSaid(const std::vector<std::string>& command, con
     said.append(buffer.data(), static_cast<std::size_t>(size));
     if (said.find(mark) == std::string::npos) continue;
     taken = millisecondsSince(begin);
+    if (copy) std::fputs(said.c_str(), copy);
     break;
   }
   close(ends[0]);
@@ -313,7 +319,7 @@ void measureSetUp(const Options& options, std::size_t folders) {
   for (Row& row : rows) std::ranges::sort(row.times);
   for (const Row& row : rows) {
     if (row.times.empty()) {
-      std::printf("  %-16s not there\n", row.name);
+      if (options.peers) std::printf("  %-16s not there\n", row.name);
       continue;
     }
     const double best = row.times.front();
@@ -325,12 +331,16 @@ void measureSetUp(const Options& options, std::size_t folders) {
   std::ranges::sort(teardowns);
   std::printf("  teardown: median %.3f ms, worst %.3f ms\n", teardowns[teardowns.size() / 2], teardowns.back());
 
-  malloc_trim(0);
+  // In a process that has done nothing else.
+  const std::string self = fs::read_symlink("/proc/self/exe");
+  timeUntilSaid({self, "--memory", tree.path(), std::to_string(folders)}, "a folder\n", stdout);
+}
+
+void measureMemory(const std::string& tree, double folders) {
   const long before = residentBytes();
-  const JVFileEventer watcher(std::make_shared<Recorder>(), {tree.path()}, false);
+  const JVFileEventer watcher(std::make_shared<Recorder>(), {tree}, false);
   malloc_trim(0);
-  std::printf("  memory: %.1f bytes a folder\n",
-              static_cast<double>(residentBytes() - before) / static_cast<double>(folders));
+  std::printf("  memory: %.1f bytes a folder\n", static_cast<double>(residentBytes() - before) / folders);
 }
 
 void measureLatency(const Options& options, int count) {
@@ -454,6 +464,10 @@ int main(int argc, char** argv) {
     if (option == "--short") isShort = true;
     if (option == "--burst") options.burst = true;
     if (option == "--cold") options.cold = true;
+    if (option == "--memory" && i + 2 < argc) {
+      measureMemory(argv[i + 1], std::atof(argv[i + 2]));
+      return 0;
+    }
     if (option == "--no-peers") options.peers = false;
     if (option == "--rounds" && i + 1 < argc) options.rounds = std::atoi(argv[++i]);
     if (option == "--in" && i + 1 < argc) options.in = argv[++i];

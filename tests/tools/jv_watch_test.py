@@ -191,6 +191,7 @@ class Watch(unittest.TestCase):
         finally:
             process.send_signal(signal.SIGINT)
             self.assertEqual(process.wait(BOUND), 0)
+            self.assertEqual(process.stderr.read(), b"", "it is said once")
             process.stdout.close()
             process.stderr.close()
 

@@ -11,6 +11,7 @@
 #include <ctime>
 #include <iostream>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -131,8 +132,9 @@ class Reporter : public JVFileEventerDelegate {
     if (!shows && !runCommand(options_.command, listOf(paths))) fail("cannot run /bin/sh");
   }
 
-  /// Says once what the watcher has trouble with.
+  /// Says once what the watcher has trouble with. Any thread.
   void tellProblem() {
+    const std::lock_guard lock(mutex_);
     const JVFileEventer* const watcher = watcher_;
     const auto problem = watcher ? watcher->problem() : std::nullopt;
     if (problem == told_) return;
@@ -158,7 +160,8 @@ class Reporter : public JVFileEventerDelegate {
 
   const Options& options_;
   jv::Output output_;
-  std::optional<std::string> told_;
+  std::mutex mutex_;
+  std::optional<std::string> told_;  // guarded by mutex_
   std::atomic<const JVFileEventer*> watcher_{nullptr};
   std::atomic<bool> failed_{false};
 };
@@ -180,10 +183,10 @@ int watch(const Options& options) {
   const auto reporter = std::make_shared<Reporter>(options);
   {
     const JVFileEventer watcher(reporter, options.paths, options.files);
-    if (const auto problem = watcher.problem()) std::cerr << "jv watch: " + *problem + "\n";
+    reporter->setWatcher(&watcher);
+    reporter->tellProblem();
     // For scripts: from this line on, nothing is missed.
     std::cerr << "jv watch: watching\n" << std::flush;
-    reporter->setWatcher(&watcher);
     int signal = 0;
     sigwait(&ends, &signal);
     reporter->setWatcher(nullptr);
