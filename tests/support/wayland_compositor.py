@@ -59,6 +59,8 @@ class WaylandCompositor:
             self.environment = {"XDG_RUNTIME_DIR": str(self.folder)}
             try:
                 self.environment["WAYLAND_DISPLAY"] = read_line(descriptor, self.process)
+                # It would overhear the signal that ends it before it works on events, as it does when it answers.
+                self.command("nop")
             except BaseException:
                 end(self.process)
                 raise
