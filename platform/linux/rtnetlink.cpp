@@ -238,7 +238,7 @@ std::vector<std::string> orderedAddresses(const NetworkState& state, const Netwo
   for (const NetworkAddress& address : state.addresses) {
     if (address.link == link.index) own.push_back(&address);
   }
-  std::ranges::stable_sort(own, {}, [](const NetworkAddress* a) { return std::tuple(a->local, a->secondary); });
+  std::ranges::sort(own, {}, [](const NetworkAddress* a) { return std::tuple(a->local, a->secondary, a); });
   std::vector<std::string> texts;
   for (const NetworkAddress* const address : own) texts.push_back(address->text);
   return texts;

@@ -48,7 +48,7 @@ struct Names : testing::Test {
 
 TEST_F(Names, AreWatchedWhereverTheyAreReplacedOrRemoved) {
   start();
-  const auto file = [this](const char* name) { return "etc/" + std::string(name); };
+  const auto file = [](const char* name) { return "etc/" + std::string(name); };
   const struct {
     const char* why;
     std::function<void()> change;
