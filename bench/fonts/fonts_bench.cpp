@@ -122,7 +122,7 @@ void measureTexts(const NSFont::Pointer& font, int turns) {
     int calls;
   };
   std::string paragraphs = sentences(6);
-  for (int i = 0; i < 19; ++i) paragraphs += "\n" + sentences(6);
+  for (int i = 0; i < 19; ++i) paragraphs.append(1, '\n').append(sentences(6));
   const Case cases[] = {{"a word", "Cancel", 500},
                         {"a paragraph of 400 characters", sentences(6), 20},
                         {"twenty of them", paragraphs, 2},
