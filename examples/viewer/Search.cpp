@@ -1,7 +1,6 @@
 #include "Search.h"
 
 #include <QStringView>
-#include <memory>
 #include <utility>
 
 namespace {
@@ -28,8 +27,10 @@ Search::~Search() { dispatch_.setStopped(true); }
 void Search::start(const QString& text, const QString& wanted) {
   const auto places = std::make_shared<Places>();
   dispatch_.dispatchHandler([search = dispatch_, text, wanted, places] { *places = placesOf(wanted, text, search); },
-                            [this, places, number = ++newest_] {
-                              // Searches that were waiting when this one came have run to their end all the same.
-                              if (number == newest_) found_(*places);
+                            [this, places, number = ++*newest_, weak = std::weak_ptr(newest_)] {
+                              // This object may be gone; and searches that were waiting when a newer one came have run
+                              // to their end all the same.
+                              const auto newest = weak.lock();
+                              if (newest && *newest == number) found_(*places);
                             });
 }

@@ -5,6 +5,7 @@
 
 #include <QString>
 #include <functional>
+#include <memory>
 #include <vector>
 
 /// Finds all places of a text in another one, in the background.
@@ -22,5 +23,5 @@ class Search {
  private:
   std::function<void(const Places&)> found_;
   JVDispatch dispatch_{"search"};
-  int newest_ = 0;
+  std::shared_ptr<int> newest_ = std::make_shared<int>(0);
 };

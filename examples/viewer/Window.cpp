@@ -77,6 +77,8 @@ void Window::print(const char* where, const QString& text) const {
 void Window::open(const QString& path) {
   path_ = QFileInfo(path).absoluteFilePath();
   document_ = {};
+  text_->clear();
+  setWindowTitle(QFileInfo(path_).fileName());
   // First the watch, so that no change between the two is missed.
   watch_ = std::make_unique<FileWatch>(path_, [this] { read("Reloaded"); });
   read("Opened");
@@ -86,15 +88,15 @@ void Window::read(const QString& done) {
   const QString name = QFileInfo(path_).fileName();
   Document fresh = readDocument(path_);
   if (!fresh.problem.isEmpty()) return say(name + ": " + fresh.problem);
-  if (!document_.encoding.isEmpty() && fresh.text == document_.text) return;
+  if (fresh.encoding == document_.encoding && fresh.text == document_.text) return;
   document_ = std::move(fresh);
 
   const int position = text_->verticalScrollBar()->value();
   text_->setPlainText(document_.text);
   text_->verticalScrollBar()->setValue(position);
-  format_->setText(
-      QString("%1 lines   %2   %3 ").arg(text_->blockCount()).arg(document_.encoding, document_.lineBreaks));
-  setWindowTitle(QString("%1 (%2, %3)").arg(name, document_.encoding, document_.lineBreaks));
+  const QString format = document_.encoding + ", " + document_.lineBreaks;
+  format_->setText(format);
+  setWindowTitle(name + " (" + format + ")");
   say(done + " " + name + ".");
   search();
 }
@@ -114,8 +116,8 @@ void Window::askForFtp() {
 
 void Window::fetch(const FtpDialog& dialog) {
   const QUrl address = dialog.address();
-  const QString path = downloads_.filePath(address.fileName());
-  say("Fetching " + address.toString() + " …");
+  const QString path = downloads_.filePath(QFileInfo(address.fileName()).fileName());
+  say("Fetching " + address.toDisplayString() + " …");
   download(address, dialog.user(), dialog.password(), path, [self = QPointer(this), path](const QString& problem) {
     if (!self) return;
     if (problem.isEmpty()) self->open(path);
@@ -133,11 +135,12 @@ void Window::search() {
 void Window::showPlaces(const Search::Places& places) {
   constexpr std::size_t kMostMarked = 1000;  // Qt slows down with many
   places_ = places;
+  const auto length = wanted_->text().size();
   QList<QTextEdit::ExtraSelection> marks;
   for (std::size_t i = 0; i < std::min(places.size(), kMostMarked); ++i) {
     QTextEdit::ExtraSelection mark{text_->textCursor(), {}};
     mark.cursor.setPosition(static_cast<int>(places[i]));
-    mark.cursor.setPosition(static_cast<int>(places[i] + wanted_->text().size()), QTextCursor::KeepAnchor);
+    mark.cursor.setPosition(static_cast<int>(places[i] + length), QTextCursor::KeepAnchor);
     mark.format.setBackground(QColor(255, 224, 130));
     marks.append(mark);
   }
@@ -147,7 +150,7 @@ void Window::showPlaces(const Search::Places& places) {
 
 void Window::goToNextPlace() {
   if (places_.empty()) return;
-  auto next = std::upper_bound(places_.begin(), places_.end(), text_->textCursor().selectionStart());
+  auto next = std::lower_bound(places_.begin(), places_.end(), text_->textCursor().selectionEnd());
   if (next == places_.end()) next = places_.begin();
   QTextCursor cursor = text_->textCursor();
   cursor.setPosition(static_cast<int>(*next));

@@ -1,6 +1,6 @@
 """viewer_picture.py VIEWER PICTURE: makes the picture of the viewer in the documentation, a PNG file.
 
-Needs ImageMagick, and the fonts of the packages fonts-noto-core, fonts-noto-mono and fonts-noto-cjk."""
+Needs ImageMagick, and the fonts of the packages fonts-noto-core and fonts-noto-cjk."""
 
 import os
 import pathlib
@@ -13,8 +13,8 @@ from x_server import XServer
 
 FONTS = """<?xml version="1.0"?><!DOCTYPE fontconfig SYSTEM "fonts.dtd"><fontconfig>
 <include ignore_missing="yes">/etc/fonts/fonts.conf</include>
-<alias binding="same"><family>sans-serif</family><prefer><family>Noto Sans</family><family>Noto Sans CJK JP</family></prefer></alias>
-<alias binding="same"><family>monospace</family><prefer><family>Noto Sans Mono CJK JP</family></prefer></alias>
+<alias><family>sans-serif</family><prefer><family>Noto Sans</family><family>Noto Sans CJK JP</family></prefer></alias>
+<alias><family>monospace</family><prefer><family>Noto Sans Mono CJK JP</family></prefer></alias>
 </fontconfig>"""
 
 LETTER = """\
@@ -48,9 +48,10 @@ def make(program, picture, folder):
     letter.write_bytes(LETTER.replace("\n", "\r\n").encode("shift_jis"))
     configuration.write_text(FONTS)
     with XServer("1920x1080+0+0", "1280x1024+1920+56", size="3200x1080") as server:
-        environment = {**server.environment, "HOME": str(folder), "FONTCONFIG_FILE": str(configuration),
-                       "QT_FONT_DPI": "120"}
+        environment = {**server.environment, "HOME": str(folder), "XDG_RUNTIME_DIR": str(folder),
+                       "FONTCONFIG_FILE": str(configuration), "QT_FONT_DPI": "120"}
         with Viewer(program, letter, environment) as viewer:
+            viewer.xdotool("windowsize", "--sync", viewer.window, "820", "500")
             viewer.key("ctrl+f")
             viewer.xdotool("type", "--delay", "100", "公園")
             viewer.expect("status: 公園 found: 3")
@@ -58,9 +59,9 @@ def make(program, picture, folder):
             viewer.key("F1")
             box = viewer.focus("About this viewer")
             capture(viewer, box, folder / "about.png")
-    subprocess.run(["convert", "-size", "1290x800", "xc:none", *with_shadow(folder / "window.png"), "-gravity",
+    subprocess.run(["convert", "-size", "1140x560", "xc:none", *with_shadow(folder / "window.png"), "-gravity",
                     "NorthWest", "-geometry", "+0+0", "-composite", *with_shadow(folder / "about.png"), "-gravity",
-                    "SouthEast", "-geometry", "+0+80", "-composite", "-trim", "+repage", "-strip", picture], check=True)
+                    "East", "-geometry", "+0+0", "-composite", "-trim", "+repage", "-strip", picture], check=True)
 
 
 with tempfile.TemporaryDirectory() as name:

@@ -140,13 +140,14 @@ class ViewerTest(unittest.TestCase):
 
         with self.viewer(environment=service.environment) as viewer:
             ask()
-            viewer.type("secret\t \n")
+            viewer.type("secret\t ")
+            viewer.key("Return")
             viewer.expect("status: The keychain remembers the password.", "title: remote.txt (EUC-JP, CRLF)",
                           "status: Opened remote.txt.")
         with self.viewer(environment=service.environment) as viewer:
             ask()
             viewer.expect("status: The keychain has the password.")
-            viewer.type("\n")
+            viewer.key("Return")
             viewer.expect("status: Opened remote.txt.")
         self.assertEqual(ftp.logins, ["secret", "secret"])
 
