@@ -93,7 +93,6 @@ TEST(ComputerModel, IsEmptyWhereSomethingFails) {
       {"no size", "Box", "", false},
       {"no value", "Box", "", true, false},
       {"more than there is memory for", "Box", "", true, true, std::numeric_limits<std::size_t>::max()},
-      {"more than is addressed", "Box", "", true, true, std::numeric_limits<std::size_t>::max() / 4},
       {"larger than thought", "Box", "", true, true, 2},
       {"smaller than thought", "Box", "Box", true, true, 100},
   };
