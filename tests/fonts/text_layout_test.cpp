@@ -13,6 +13,8 @@
 #include <thread>
 #include <vector>
 
+#include <malloc.h>
+
 #include <JorvaneFoundation/fonts/NSString.h>
 
 #include "fonts/PangoReference.h"
@@ -197,6 +199,32 @@ TEST(TextLayout, ThreadsGetTheSameSizes) {
     }
   }
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they have an allocator of their own
+TEST(TextLayout, NothingStaysBehind) {
+  const auto work = [] {
+    for (int i = 0; i < 20; ++i) {
+      for (const char* text : kScripts) (void)heightOf(text, 80, sans());
+      (void)mono()->boldItalicFont()->fullDisplayName();
+      (void)NSFont::systemFontOfSize(12 + i);
+      (void)NSFont::fontWithName("No Such Font", 12);
+    }
+  };
+  const auto workOnThreads = [&work] {
+    for (int round = 0; round < 5; ++round) {
+      const std::jthread one(work), other(work);
+    }
+  };
+  work();
+  workOnThreads();
+  const std::size_t before = mallinfo2().uordblks;
+  for (int i = 0; i < 5; ++i) work();
+  workOnThreads();
+  const std::size_t after = mallinfo2().uordblks;
+  // A pattern of fontconfig's takes about 500 bytes, a thread's fonts more than a million.
+  EXPECT_LT(static_cast<double>(after) - static_cast<double>(before), 40'000);
+}
+#endif
 
 /// Columns and rows of a PNG file; nothing when it is none.
 std::pair<std::uint32_t, std::uint32_t> sidesOf(const std::vector<std::uint8_t>& file) {
