@@ -69,7 +69,7 @@ void addScreens(Rows& rows, NSPoint middleOfWindow) {
 void addFonts(Rows& rows) {
   const auto font = JVFoundation::NSFont::systemFontOfSize(12);
   if (!font) return;
-  rows.push_back({"Font", QString("%1, %2 points a line").arg(text(font->fullDisplayName())).arg(font->lineHeight())});
+  rows.push_back({"Font", text(font->fullDisplayName()) + QString(", %1 points a line").arg(font->lineHeight())});
   if (const auto bold = font->boldFont()) rows.push_back({"Its bold face", text(bold->displayName())});
 }
 
@@ -80,7 +80,12 @@ void openBox(QWidget* window, const Rows& rows) {
   auto* const form = new QFormLayout(box);
   form->addRow(
       new QLabel(QString("<h2>Viewer</h2>with JorvaneFoundation %1").arg(JorvaneFoundationVersionNumber, 0, 'f', 1)));
-  for (const Row& row : rows) form->addRow(row.name, new QLabel(row.value));
+  for (const Row& row : rows) {
+    auto* const value = new QLabel(row.value);
+    value->setTextFormat(Qt::PlainText);
+    value->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    form->addRow(row.name, value);
+  }
   auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Close);
   QObject::connect(buttons, &QDialogButtonBox::rejected, box, &QDialog::close);
   form->addRow(buttons);

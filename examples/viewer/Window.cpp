@@ -33,6 +33,7 @@ void Window::layOut() {
   text_->setFrameShape(QFrame::NoFrame);
   text_->document()->setDocumentMargin(16);
   text_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+  message_->setTextFormat(Qt::PlainText);  // whatever names of files and computers may look like
   message_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   statusBar()->addWidget(message_, 1);
   statusBar()->addPermanentWidget(format_);
@@ -78,6 +79,7 @@ void Window::open(const QString& path) {
   path_ = QFileInfo(path).absoluteFilePath();
   document_ = {};
   text_->clear();
+  format_->clear();
   setWindowTitle(QFileInfo(path_).fileName());
   // First the watch, so that no change between the two is missed.
   watch_ = std::make_unique<FileWatch>(path_, [this] { read("Reloaded"); });
@@ -145,7 +147,7 @@ void Window::showPlaces(const Search::Places& places) {
     marks.append(mark);
   }
   text_->setExtraSelections(marks);
-  if (!wanted_->text().isEmpty()) say(QString("%1 found: %2").arg(wanted_->text()).arg(places.size()));
+  if (!wanted_->text().isEmpty()) say(wanted_->text() + " found: " + QString::number(places.size()));
 }
 
 void Window::goToNextPlace() {

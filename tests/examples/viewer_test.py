@@ -1,4 +1,4 @@
-"""viewer_test.py VIEWER: the example viewer as people use it. Exits with 77 when there is no X server to be had."""
+"""viewer_test.py VIEWER: the example viewer as people use it. Exits with 77 where it cannot be driven."""
 
 import os
 import pathlib
@@ -10,7 +10,7 @@ import unittest
 
 from ftp_server import FtpServer
 from viewer_driver import Viewer
-from processes import Missing
+from processes import Missing, path_of
 from x_server import XServer
 
 VIEWER = os.path.abspath(sys.argv.pop(1))
@@ -154,6 +154,7 @@ class ViewerTest(unittest.TestCase):
 
 def main():
     try:
+        path_of("xdotool")
         with XServer():
             pass
     except Missing as missing:
