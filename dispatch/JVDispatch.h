@@ -20,7 +20,8 @@
 ///
 /// Only the running piece is asked to stop: those that wait behind it still run, each to its end.
 ///
-/// Completion handlers run while the main thread runs or drains `JVFoundation::NSRunLoop`, and wait until then.
+/// Completion handlers run while the main thread runs or drains `JVFoundation::NSRunLoop`, and wait until then. They
+/// may come after the object that wanted the result is gone: have them hold a weak reference to it, and look.
 ///
 /// A reference: copies refer to the same dispatcher, which lives as long as a reference to it or work on it. All
 /// members may be called on any thread, handlers included. An idle dispatcher has no thread and takes 144 bytes.

@@ -61,7 +61,7 @@ class JV_EXPORT JVUtilities {
   // The machine.
 
   /// The computer's name as users know it; "Computer" when it has none. On Linux the name that was given to it
-  /// ("pretty" host name), else its host name. Cost: a few microseconds.
+  /// ("pretty" host name), else that of `/etc/hostname`, else the kernel's. Cost: a few microseconds.
   [[nodiscard]] static std::string computerName();
   /// What the maker calls the model; empty when that is unknown, not UTF-8, or the firmware says nothing of use.
   [[nodiscard]] static std::string computerModel();

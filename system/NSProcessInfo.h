@@ -26,7 +26,8 @@ class JV_EXPORT NSProcessInfo {
 
   /// "macOS", the version text and the architecture that the process was built for, with a blank between them. The
   /// architecture is "x86_64", "i386", "PPC64" or "PPC", and "(unknown architecture)" for any other, 64-bit Arm
-  /// included. Made by the first call in the process, whatever object it is made on; the same text from then on.
+  /// included. The first word is the same on every system: for an about box, take `operatingSystemVersionString`. Made
+  /// by the first call in the process, whatever object it is made on; the same text from then on.
   [[nodiscard]] std::string operatingSystemVersionDescription() const;
 };
 
