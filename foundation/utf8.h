@@ -1,8 +1,10 @@
-/// Characters of UTF-8 texts, one at a time.
+/// Strict UTF-8.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace jv {
@@ -31,14 +33,31 @@ constexpr Utf8Character firstUtf8Character(std::string_view text) noexcept {
   return {value, length};
 }
 
-constexpr bool isUtf8(std::string_view text) noexcept {
-  while (!text.empty()) {
-    const std::size_t length = firstUtf8Character(text).length;
-    if (length == 0) return false;
-    text.remove_prefix(length);
+/// The number of leading ASCII bytes, or somewhat fewer when something else follows them closely.
+inline std::size_t asciiPrefix(std::string_view text) noexcept {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  std::size_t at = 0;
+  for (std::array<std::uint64_t, 4> words; text.size() - at >= sizeof words; at += sizeof words) {
+    std::memcpy(words.data(), text.data() + at, sizeof words);
+    if ((words[0] | words[1] | words[2] | words[3]) & kHighBits) break;
   }
-  return true;
+  return at;
 }
+
+/// The length of the longest beginning of @p text that consists of whole, valid characters. What follows is a byte that
+/// cannot stand there, a character that is cut off, or nothing.
+inline std::size_t validUtf8Prefix(std::string_view text) noexcept {
+  std::size_t at = 0;
+  while (at < text.size()) {
+    const std::size_t length = firstUtf8Character(text.substr(at)).length;
+    if (length == 0) break;
+    at += length;
+    if (length == 1) at += asciiPrefix(text.substr(at));
+  }
+  return at;
+}
+
+inline bool isUtf8(std::string_view text) noexcept { return validUtf8Prefix(text) == text.size(); }
 
 /// The number of UTF-16 code units that @p text has; a byte that is no UTF-8 counts as one. Never more than its bytes.
 constexpr std::size_t utf16Length(std::string_view text) noexcept {

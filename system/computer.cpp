@@ -9,7 +9,7 @@
 #include <JorvaneFoundation/platform/ProcessInformation.h>
 #include <JorvaneFoundation/platform/SystemConfiguration.h>
 
-#include "tasks/utf8.h"
+#include "foundation/utf8.h"
 
 namespace {
 
@@ -37,5 +37,5 @@ std::string JVUtilities::computerModel() {
   auto model = allocate(size);
   if (!model || platform->sysctl(kHardwareModel, model->data(), &size) != 0) return {};
   model->resize(std::min(model->find('\0'), model->size()));
-  return jv::validUtf8Prefix(*model) == model->size() ? *model : std::string();
+  return jv::isUtf8(*model) ? *model : std::string();
 }

@@ -2,25 +2,19 @@
 
 #include <JorvaneFoundation/system/JVUtilities.h>
 
-#include "tasks/utf8.h"
+#include "foundation/utf8.h"
 
 namespace {
 
 constexpr int kCharacters = 4;
 constexpr std::uint32_t kLargest = 0xFF;
 
-/// Takes the first character off @p text, which is not empty. Anything above `kLargest` for one above it, which stays.
+/// Takes the first character off @p text, which is not empty; a byte that is no UTF-8 counts as one.
 std::uint32_t takeCharacter(std::string_view& text) {
-  constexpr std::size_t kLongest = 4;
-  const auto lead = static_cast<std::uint8_t>(text.front());
-  if (jv::validUtf8Prefix(text.substr(0, kLongest)) == 0 || lead < 0x80) {
-    text.remove_prefix(1);
-    return lead;
-  }
-  if (lead > 0xC3) return kLargest + 1;
-  const auto trail = static_cast<std::uint8_t>(text[1]);
-  text.remove_prefix(2);
-  return (lead & 0x03U) << 6 | (trail & 0x3FU);
+  const jv::Utf8Character character = jv::firstUtf8Character(text);
+  const auto byte = static_cast<std::uint8_t>(text.front());
+  text.remove_prefix(character.length == 0 ? 1 : character.length);
+  return character.length == 0 ? byte : character.value;
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "tasks/utf8.h"
+#include "foundation/utf8.h"
 
 namespace jv {
 

@@ -1,4 +1,4 @@
-#include "tasks/utf8.h"
+#include "foundation/utf8.h"
 
 #include <gtest/gtest.h>
 
