@@ -1,10 +1,12 @@
-/// Marks what clients of the library may use, in C and C++.
+/// Marks what clients of the library may use, in C and C++, and what is not for them inside of that.
 #pragma once
 
 #if defined(__GNUC__)
 #define JV_EXPORT __attribute__((visibility("default")))
+#define JV_HIDDEN __attribute__((visibility("hidden")))
 #else
 #define JV_EXPORT
+#define JV_HIDDEN
 #endif
 
 // Opens and closes the declarations that have C linkage.

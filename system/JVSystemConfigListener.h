@@ -54,7 +54,7 @@ class JV_EXPORT JVSystemConfigListener {
   void setNetworkState(std::optional<std::string_view> state);
 
  private:
-  struct State;
+  struct JV_HIDDEN State;
 
   std::shared_ptr<State> state_;  // the callbacks have weak references: the watching of the network outlives this
 };
