@@ -25,7 +25,7 @@ std::optional<Value> inputProperties() {
 std::uint64_t nanosecondsIn(const Value& value) {
   if (const Value::Data* const data = value.data()) {
     std::uint64_t count = 0;
-    std::memcpy(&count, data->data(), std::min(data->size(), sizeof count));
+    if (!data->empty()) std::memcpy(&count, data->data(), std::min(data->size(), sizeof count));
     return count;
   }
   if (const auto* const number = value.number()) return static_cast<std::uint64_t>(number->longLongValue());
