@@ -19,6 +19,7 @@
 ///         [results] { show(*results); });
 ///
 /// Only the running piece is asked to stop: those that wait behind it still run, each to its end.
+/// `JVFoundation::LatestResult` skips them, and hands over a result of any type.
 ///
 /// Completion handlers run while the main thread runs or drains `JVFoundation::NSRunLoop`, and wait until then. They
 /// may come after the object that wanted the result is gone: have them hold a weak reference to it, and look.

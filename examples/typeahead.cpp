@@ -1,11 +1,10 @@
 // Typing that starts a slow search again and again: each letter asks the search that is running to give up.
-#include <JorvaneFoundation/dispatch/JVDispatch.h>
+#include <JorvaneFoundation/dispatch/LatestResult.h>
 #include <JorvaneFoundation/dispatch/NSRunLoop.h>
 
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <string>
 
 using JVFoundation::NSRunLoop;
@@ -35,21 +34,17 @@ class SearchField {
   void type(char letter) {
     text_ += letter;
     std::printf("typed \"%s\"\n", text_.c_str());
-    const auto count = std::make_shared<int>();
-    search_.dispatchHandler([search = search_, text = text_, count] { *count = countWords(text, search); },
-                            [this, text = text_, count] { show(text, *count); });
+    search_.request([text = text_](const JVDispatch& asked) { return countWords(text, asked); });
   }
 
  private:
-  void show(const std::string& text, int count) {
-    // A search that was still waiting when the next letter came was not asked to stop, and ran to its end.
-    if (text != text_) return;
-    std::printf("\"%s\": %d words\n", text.c_str(), count);
-    if (text == "cat") NSRunLoop::mainRunLoop().stop();
+  void show(int count) {
+    std::printf("\"%s\": %d words\n", text_.c_str(), count);
+    if (text_ == "cat") NSRunLoop::mainRunLoop().stop();
   }
 
-  JVDispatch search_{"search"};
   std::string text_;
+  JVFoundation::LatestResult<int> search_{"search", [this](int count) { show(count); }};
 };
 
 }  // namespace

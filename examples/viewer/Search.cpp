@@ -1,7 +1,6 @@
 #include "Search.h"
 
 #include <QStringView>
-#include <utility>
 
 namespace {
 
@@ -20,17 +19,6 @@ Search::Places placesOf(const QString& wanted, const QString& text, const JVDisp
 
 }  // namespace
 
-Search::Search(std::function<void(const Places&)> found) : found_(std::move(found)) {}
-
-Search::~Search() { dispatch_.setStopped(true); }
-
 void Search::start(const QString& text, const QString& wanted) {
-  const auto places = std::make_shared<Places>();
-  dispatch_.dispatchHandler([search = dispatch_, text, wanted, places] { *places = placesOf(wanted, text, search); },
-                            [this, places, number = ++*newest_, weak = std::weak_ptr(newest_)] {
-                              // This object may be gone; and searches that were waiting when a newer one came have run
-                              // to their end all the same.
-                              const auto newest = weak.lock();
-                              if (newest && *newest == number) found_(*places);
-                            });
+  newest_.request([text, wanted](const JVDispatch& search) { return placesOf(wanted, text, search); });
 }

@@ -1,11 +1,11 @@
 // Searching while the user types.
 #pragma once
 
-#include <JorvaneFoundation/dispatch/JVDispatch.h>
+#include <JorvaneFoundation/dispatch/LatestResult.h>
 
 #include <QString>
 #include <functional>
-#include <memory>
+#include <utility>
 #include <vector>
 
 /// Finds all places of a text in another one, in the background.
@@ -14,14 +14,11 @@ class Search {
   using Places = std::vector<qsizetype>;
 
   /// @param found  called on the main thread with the result of the newest search alone.
-  explicit Search(std::function<void(const Places&)> found);
-  ~Search();
+  explicit Search(std::function<void(const Places&)> found) : newest_("search", std::move(found)) {}
 
   /// Starts a search, whatever the case of letters; the one that is running gives up.
   void start(const QString& text, const QString& wanted);
 
  private:
-  std::function<void(const Places&)> found_;
-  JVDispatch dispatch_{"search"};
-  std::shared_ptr<int> newest_ = std::make_shared<int>(0);
+  JVFoundation::LatestResult<Places> newest_;
 };
