@@ -42,14 +42,17 @@ bool isFull(const Row& row, ByteRange trails) {
 std::optional<ByteRange> longestRange(const Row& row) {
   std::optional<ByteRange> longest;
   unsigned most = 0;
-  for (unsigned first = kFirstTrail; first <= kLastTrail; ++first) {
-    unsigned count = 0;
-    unsigned end = first;
-    for (; end <= kLastTrail && (row.isCharacter(end) || row.isInGap(end)); ++end)
-      count += row.isCharacter(end) ? 1 : 0;
-    if (count <= most) continue;
-    most = count;
-    longest = ByteRange{static_cast<std::uint8_t>(first), static_cast<std::uint8_t>(end - 1)};
+  unsigned count = 0;  // of characters in the range at hand
+  unsigned first = kFirstTrail;
+  for (unsigned trail = kFirstTrail; trail <= kLastTrail; ++trail) {
+    if (row.isCharacter(trail)) {
+      if (++count <= most) continue;
+      most = count;
+      longest = ByteRange{static_cast<std::uint8_t>(first), static_cast<std::uint8_t>(trail)};
+    } else if (!row.isInGap(trail)) {
+      count = 0;
+      first = trail + 1;
+    }
   }
   return longest;
 }
@@ -65,12 +68,15 @@ KnownPairs knownPairsOf(const CodeTable& table, const std::bitset<256>& trails, 
   for (unsigned lead = 0x80; lead <= 0xFF; ++lead) {
     const Row row = {table, known.gap, lead};
     if (isFull(row, habits.fullTrails)) known.fullLeads.add(lead);
+    const std::optional<ByteRange> range = longestRange(row);
+    if (!range) continue;
+    const auto behindFirst = static_cast<std::uint8_t>(range->last - range->first);
+    known.firstTrailOf[lead - 0x80] = range->first;
+    known.trailCountOf[lead - 0x80] = static_cast<std::uint8_t>(behindFirst + 1);
     if (lead / 16 != habits.frequentLeads) continue;
-    if (const std::optional<ByteRange> range = longestRange(row)) {
-      known.frequentLead[lead % 16] = habits.frequentLeads;
-      known.firstTrail[lead % 16] = range->first;
-      known.trailsBehindFirst[lead % 16] = static_cast<std::uint8_t>(range->last - range->first);
-    }
+    known.frequentLead[lead % 16] = habits.frequentLeads;
+    known.firstTrail[lead % 16] = range->first;
+    known.trailsBehindFirst[lead % 16] = behindFirst;
   }
   return known;
 }

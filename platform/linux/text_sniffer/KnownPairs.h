@@ -32,8 +32,12 @@ struct alignas(16) HighByteSet {
   }
 };
 
-/// Pairs that are characters for certain: those of a full lead and one of the full trails, and those of one of the
-/// sixteen frequent leads and a trail between its first and its last; but none with a trail in the gap.
+/// Something of each byte of 80 and above, by its lower seven bits.
+using HighByteTable = std::array<std::uint8_t, 128>;
+
+/// Pairs that are characters for certain, in two forms for look-ups of different sizes. The first: those of a full lead
+/// and one of the full trails, and those of one of the sixteen frequent leads and a trail between its first and its
+/// last; but none with a trail in the gap.
 struct KnownPairs {
   HighByteSet fullLeads;
   ByteRange fullTrails = {};
@@ -43,6 +47,9 @@ struct KnownPairs {
   alignas(16) std::array<std::uint8_t, 16> trailsBehindFirst{};  ///< how many
   bool hasGap = false;
   ByteRange gap = {};  ///< bytes between the trails that are none
+  /// The second: those of a lead and one of its trails from the first on; none with a trail in the gap.
+  HighByteTable firstTrailOf{};
+  HighByteTable trailCountOf{};
 };
 
 /// Works out the known pairs of @p table, whose trails are @p trails.

@@ -9,6 +9,7 @@ namespace jv::sniffing {
 
 #if defined(__x86_64__)
 extern const QuickReaders kAVX2QuickReaders;
+extern const QuickReaders kAVX512QuickReaders;
 #endif
 
 namespace {
@@ -53,7 +54,11 @@ PairClasses classesOf(const EightBitRules& rules) {
   for (unsigned byte = 0x80; byte <= 0xFF; ++byte) {
     // A lead that is no trail would end a run of leads; there is one such, and it is rare.
     const unsigned role = rules.roles[static_cast<std::uint8_t>(byte)];
-    if ((role & kLead) != 0 && (role & kTrail) != 0) classes.leads[byte / 16] = 0x80;
+    const bool canLead = (role & kLead) != 0 && (role & kTrail) != 0;
+    const bool isSingle = (role & (kSingle | kLead)) == kSingle;
+    if (canLead) classes.leads[byte / 16] = 0x80;
+    classes.ofHighByte[byte - 0x80] =
+        static_cast<std::uint8_t>((canLead ? PairClasses::kCanLead : 0) | (isSingle ? 0 : PairClasses::kNoSingle));
   }
   addNoSingles(rules, classes);
   classes.known = knownPairsOf(*rules.pairs, trailsOf(rules), rules.habits);
@@ -69,11 +74,18 @@ KnownPairs knownPairsOfSet(const GraphicSet& set) {
 
 }  // namespace
 
-const QuickReaders* quickReaders() {
+std::span<const QuickReaders* const> runnableQuickReaders() {
 #if defined(__x86_64__)
-  if (processorHasAVX2()) return &kAVX2QuickReaders;
+  static constexpr std::array<const QuickReaders*, 2> kAll = {&kAVX2QuickReaders, &kAVX512QuickReaders};
+  return std::span(kAll).first(processorHasAVX512() ? 2 : processorHasAVX2() ? 1 : 0);
+#else
+  return {};
 #endif
-  return nullptr;
+}
+
+const QuickReaders* quickReaders() {
+  const auto all = runnableQuickReaders();
+  return all.empty() ? nullptr : all.back();
 }
 
 const PairClasses& pairClassesOf(const EightBitRules& rules) {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "platform/linux/text_sniffer/Counts.h"
 #include "platform/linux/text_sniffer/EightBitRules.h"
@@ -20,12 +21,17 @@ struct PairClasses {
   /// May hold bytes that are, if text rarely has them.
   alignas(16) std::array<std::uint8_t, 16> noSinglesByLowNibble{};
   alignas(16) std::array<std::uint8_t, 16> noSinglesByHighNibble{};
+  /// The same for each byte of 80 and above by itself; what can lead a pair is no single here. Of the bytes below, ESC
+  /// alone is no character.
+  enum : std::uint8_t { kNoSingle = 1, kCanLead = 2 };
+  HighByteTable ofHighByte{};
   KnownPairs known;
 };
 
 /// The quick forms. They read on from @p at, where a character begins, and give the position where they stopped, at the
 /// beginning of another; the last character may end behind @p end.
 struct QuickReaders {
+  const char* name;
   /// An encoding without states, as long as the characters are valid; those of more than one byte are added to
   /// @p features. It may stop anywhere: the caller goes on with the next character by itself.
   std::size_t (*eightBit)(const EightBitRules& rules, const PairClasses& classes, Bytes text, std::size_t at,
@@ -36,7 +42,10 @@ struct QuickReaders {
                          std::size_t at, std::size_t end, std::uint64_t errorLimit, Counts& counts);
 };
 
-/// Those that this processor can run; null when there are none.
+/// Those that this processor can run, the best ones last.
+std::span<const QuickReaders* const> runnableQuickReaders();
+
+/// The best ones; null when there are none.
 const QuickReaders* quickReaders();
 
 /// The classes for @p rules, and the known pairs of all `graphicPairSets()`. Worked out at the first question.
