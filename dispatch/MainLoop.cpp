@@ -104,10 +104,11 @@ void MainLoop::keepAwake(EventPoll& poll, bool awake) noexcept {
 void MainLoop::runTimers(EventPoll& poll) {
   const Clock::time_point now = Clock::now();
   std::unique_lock lock(mutex_);
-  while (const auto handler = timers_.takeDue(now)) {
+  while (auto handler = timers_.takeDue(now)) {
     poll.setAlarm(timers_.next());
     lock.unlock();
     guarded(*handler);
+    handler = nullptr;  // before the lock: what it holds may have timers of its own to remove
     lock.lock();
   }
   poll.setAlarm(timers_.next());
@@ -145,7 +146,7 @@ std::uint64_t MainLoop::addSource(int descriptor, Handler handler) {
   auto shared = std::make_shared<const Handler>(std::move(handler));
   const std::lock_guard lock(mutex_);
   const std::uint64_t id = ++lastID_;
-  const auto added = sources_.emplace(id, Source{descriptor, std::move(shared)}).first;
+  const auto added = sources_.emplace(id, Source{descriptor, shared}).first;
   try {
     open.watch(descriptor, id);
   } catch (...) {

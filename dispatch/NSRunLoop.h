@@ -39,7 +39,8 @@ class JV_EXPORT NSRunLoop {
   /// @throws NSException off the main thread; std::system_error when the system has no descriptor left.
   void run();
   /// Ends the innermost `run()` once the handlers that are due have run. Any thread. Remembered when none is running:
-  /// the next one then ends after its first round.
+  /// the next one then ends after its first round. Not for signal handlers: what a loop is to do about a signal is a
+  /// source on a signalfd.
   void stop() noexcept;
 
   /// Readable while there is something to drain. Owned by the loop. Any thread.

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -210,6 +211,21 @@ TEST_F(MainRunLoop, LeavesOutTheCallsOfARepeatingTimerThatWereMissed) {
   loop().drain();
   EXPECT_EQ(calls, 1);
   loop().removeTimer(timer);
+}
+
+/// Has a timer as long as it lives, as objects have that tidy up behind themselves.
+struct OwnerOfATimer {
+  NSRunLoop::Timer timer = loop().addTimer(24h, [] {});
+  ~OwnerOfATimer() { loop().removeTimer(timer); }
+};
+
+TEST_F(MainRunLoop, LetsHandlersHoldWhatUsesTheLoopAsItGoes) {
+  bool called = false;
+  loop().addTimer(0ms, [&called, owner = std::make_shared<OwnerOfATimer>()] { called = true; });
+  EXPECT_TRUE(jvtest::drainUntil([&] { return called; }));
+  const int descriptor = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);  // a plain file cannot be waited for
+  EXPECT_THROW(loop().addSource(descriptor, [owner = std::make_shared<OwnerOfATimer>()] {}), std::system_error);
+  close(descriptor);
 }
 
 TEST_F(MainRunLoop, TakesTimersFromOtherThreads) {
