@@ -13,23 +13,10 @@
 #include <utility>
 
 #include "platform/linux/MappingGuard.h"
+#include "platform/linux/ProcessDescriptor.h"
 
 namespace jv {
 namespace {
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  [[nodiscard]] int number() const { return number_; }
-
- private:
-  int number_;
-};
 
 int openForReading(const char* path) {
   int descriptor = -1;
@@ -115,15 +102,15 @@ std::optional<FileContents> FileContents::of(std::string_view path, Means means)
   if (path.find('\0') != std::string_view::npos) return std::nullopt;
   const Descriptor file(openForReading(std::string(path).c_str()));
   struct stat status = {};
-  if (file.number() < 0 || fstat(file.number(), &status) != 0) return std::nullopt;
+  if (file.get() < 0 || fstat(file.get(), &status) != 0) return std::nullopt;
 
   FileContents contents;
   const auto size = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
   if (means == Means::mappedWhenLarge && S_ISREG(status.st_mode) && size >= kMappedFrom) {
-    void* mapped = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.number(), 0);
+    void* mapped = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.get(), 0);
     if (mapped != MAP_FAILED) {
       auto* bytes = static_cast<std::uint8_t*>(mapped);
-      const bool usable = !isSparse(status) || coverHoles(file.number(), bytes, status.st_size);
+      const bool usable = !isSparse(status) || coverHoles(file.get(), bytes, status.st_size);
       if (const std::optional<int> guard = usable ? guardMapping(mapped, size) : std::nullopt) {
         madvise(mapped, size, MADV_SEQUENTIAL);
         contents.bytes_ = bytes;
@@ -132,11 +119,11 @@ std::optional<FileContents> FileContents::of(std::string_view path, Means means)
         return contents;
       }
       munmap(mapped, size);
-      lseek(file.number(), 0, SEEK_SET);  // the search for holes has moved it
+      lseek(file.get(), 0, SEEK_SET);  // the search for holes has moved it
     }
   }
 
-  std::optional<HeapBytes> read = readToEnd(file.number(), S_ISREG(status.st_mode) ? size : 0);
+  std::optional<HeapBytes> read = readToEnd(file.get(), S_ISREG(status.st_mode) ? size : 0);
   if (!read) return std::nullopt;
   contents.size_ = read->size;
   contents.bytes_ = read->bytes.release();

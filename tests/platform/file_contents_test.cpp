@@ -100,12 +100,46 @@ void faultElsewhere(const std::string& path) {
   setrlimit(RLIMIT_CORE, &noCoreFile);
   std::signal(SIGBUS, SIG_DFL);
   const auto contents = FileContents::of(path);
-  (void)raise(SIGBUS);  // asks for the default action
-  (void)raise(SIGBUS);  // gets it
+  (void)raise(SIGBUS);
+}
+
+/// A handler as crash reporters have it: it does its work and calls the one before.
+struct sigaction reported = {};
+void report(int signal, siginfo_t* info, void* context) {
+  if (reported.sa_sigaction) reported.sa_sigaction(signal, info, context);
+}
+
+/// One that came while a mapping was guarded, and stayed.
+void faultBehindAReporter(const std::string& path) {
+  const rlimit noCoreFile = {0, 0};
+  setrlimit(RLIMIT_CORE, &noCoreFile);
+  std::signal(SIGBUS, SIG_DFL);
+  {
+    const auto contents = FileContents::of(path);
+    struct sigaction reporter = {};
+    reporter.sa_sigaction = report;
+    reporter.sa_flags = SA_SIGINFO;
+    sigaction(SIGBUS, &reporter, &reported);
+  }
+  const auto contents = FileContents::of(path);
+  (void)raise(SIGBUS);
 }
 
 TEST_F(LargeFile, LeavesOtherFaultsToWhoeverHadThem) {
   EXPECT_EXIT(faultElsewhere(path_), testing::KilledBySignal(SIGBUS), "");
+  EXPECT_EXIT(faultBehindAReporter(path_), testing::KilledBySignal(SIGBUS), "");
+}
+
+TEST_F(LargeFile, IsReadWhereAFaultCouldNotBeMended) {
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_BLOCK, &all, &before);
+  const auto contents = FileContents::of(path_);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  ASSERT_TRUE(contents);
+  std::filesystem::resize_file(path_, 0);
+  EXPECT_EQ(contents->bytes()[0], 'x');
 }
 
 }  // namespace
