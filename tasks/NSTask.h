@@ -67,6 +67,8 @@ class JV_EXPORT NSTask {
   /// That is so for a call on a thread that is not the main one, outside the operations of an operation queue with an
   /// underlying queue.
   ///
+  /// Memory that runs out for the output ends the process, for there is nobody to throw to.
+  ///
   /// Tools run side by side, on no threads of their own and none of the queues'. As many run at once as the process may
   /// have descriptors (a tool takes four) and processes; the others wait for one to end.
   static void launchAsyncWithPath(std::string_view path, const std::vector<std::string>& arguments,

@@ -75,7 +75,7 @@ JVPlatform::Waitable* TaskRun::goOn() {
 /// Returns the writing end when that is full. It is closed once all is written, and stays open when there is nothing to
 /// write: a tool that reads its input then waits.
 JVPlatform::FileHandle* TaskRun::writeInput() {
-  if (request_.input.empty() || !inputPipe_) return nullptr;
+  if (request_.input.empty() || !errorPipe_) return nullptr;  // without all three none was set up
   JVPlatform::FileHandle& handle = inputPipe_->fileHandleForWriting();
   if (!handle.writeData(request_.input)) return &handle;
   handle.closeFile();

@@ -10,10 +10,19 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
+#include "platform/linux/ProcessDescriptor.h"
+
 namespace jv {
 namespace {
 
 [[noreturn]] void fail(const char* operation) { throw std::system_error(errno, std::generic_category(), operation); }
+
+/// What was opened, out of the way of the standard streams.
+int opened(int descriptor, const char* operation) {
+  Descriptor owned(descriptor);
+  if (!owned.isOpen() || !owned.leaveStandardStreams()) fail(operation);
+  return owned.release();
+}
 
 void add(int poll, int descriptor, std::uint32_t events, std::uint64_t token) {
   epoll_event event{.events = events, .data = {.u64 = token}};
@@ -24,9 +33,9 @@ void add(int poll, int descriptor, std::uint32_t events, std::uint64_t token) {
 
 EventPoll::EventPoll() {
   try {
-    if ((poll_ = epoll_create1(EPOLL_CLOEXEC)) < 0) fail("epoll_create1");
-    if ((wake_ = eventfd(1, EFD_CLOEXEC | EFD_NONBLOCK)) < 0) fail("eventfd");
-    if ((alarm_ = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) < 0) fail("timerfd_create");
+    poll_ = opened(epoll_create1(EPOLL_CLOEXEC), "epoll_create1");
+    wake_ = opened(eventfd(1, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd");
+    alarm_ = opened(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd_create");
     // Each write is an edge of its own and reported once, without anybody having to read what was written: one call to
     // the system less for each wake-up.
     add(poll_, wake_, EPOLLIN | EPOLLET, kWake);

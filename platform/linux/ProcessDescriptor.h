@@ -25,6 +25,9 @@ class Descriptor {
   [[nodiscard]] bool isOpen() const { return descriptor_ >= 0; }
   [[nodiscard]] int get() const { return descriptor_; }
 
+  /// Gives it away.
+  int release() { return std::exchange(descriptor_, -1); }
+
   void close() {
     if (isOpen()) ::close(std::exchange(descriptor_, -1));  // not again after EINTR: Linux has closed it all the same
   }

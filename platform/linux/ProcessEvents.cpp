@@ -59,6 +59,10 @@ void EventThread::whenReady(Watch& watch, std::function<void()> then) {
     const std::lock_guard lock(mutex_);
     orders_.push_back({&watch, std::move(then)});
   }
+  wake();
+}
+
+void EventThread::wake() {
   while (eventfd_write(wake_.get(), 1) < 0 && errno != EAGAIN) {  // which means that it is awake already
   }
 }
@@ -70,12 +74,18 @@ void EventThread::forget(Watch& watch) {
   watch.inPoll_ = false;
 }
 
+int EventThread::patience() const {
+  if (!refused_.empty()) return kRetryMilliseconds;
+  return Launchers::shared().isBehind() ? static_cast<int>(kStuck.count()) : -1;
+}
+
 void EventThread::run() {
   onEventThread = true;
   for (;;) {
     // One event at a time: what is done about it may do away with any other watch.
     epoll_event event;
-    const int count = epoll_wait(poll_.get(), &event, 1, refused_.empty() ? -1 : kRetryMilliseconds);
+    const int count = epoll_wait(poll_.get(), &event, 1, patience());
+    Launchers::shared().relieve();
     if (count <= 0) {
       for (Watch* const watch : std::exchange(refused_, {})) tell(*watch);
     } else if (auto* const watch = static_cast<Watch*>(event.data.ptr)) {
@@ -132,20 +142,33 @@ Launchers& Launchers::shared() {
 }
 
 void Launchers::perform(std::function<void()> work) {
-  const std::lock_guard lock(mutex_);
-  const auto now = Clock::now();
-  const bool stuck = !work_.empty() && now - lastMove_ > kStuck;
-  if (work_.size() >= static_cast<std::size_t>(idle_) && threads_ < (stuck ? kMostThreads : kUsualThreads)) {
-    if (startThread(
-            "jv-launch", [](void* self) { static_cast<Launchers*>(self)->run(); }, this)) {
-      ++threads_;
-      lastMove_ = now;
-    } else if (threads_ == 0) {
-      raiseFailure("Cannot start a thread to launch tools", EAGAIN);
-    }
+  std::unique_lock lock(mutex_);
+  const bool allBusy = work_.size() >= static_cast<std::size_t>(idle_);
+  if (allBusy && threads_ < kUsualThreads) {
+    addThread();
+    if (threads_ == 0) raiseFailure("Cannot start a thread to launch tools", EAGAIN);
   }
   work_.push_back(std::move(work));
   filled_.notify_one();
+  const bool fallsBehind = allBusy && !behind_.exchange(true, std::memory_order_relaxed);
+  lock.unlock();
+  if (fallsBehind) EventThread::shared().wake();  // to look after the launchers from time to time
+}
+
+void Launchers::addThread() {
+  if (!startThread(
+          "jv-launch", [](void* self) { static_cast<Launchers*>(self)->run(); }, this)) {
+    return;
+  }
+  ++threads_;
+  lastMove_ = Clock::now();
+}
+
+void Launchers::relieve() {
+  if (!isBehind()) return;
+  const std::lock_guard lock(mutex_);
+  const bool stuck = !work_.empty() && Clock::now() - lastMove_ > kStuck;
+  if (stuck && threads_ < kMostThreads) addThread();
 }
 
 void Launchers::run() {
@@ -156,6 +179,7 @@ void Launchers::run() {
     --idle_;
     std::function<void()> work = std::move(work_.front());
     work_.pop_front();
+    if (work_.empty()) behind_.store(false, std::memory_order_relaxed);
     lastMove_ = Clock::now();
     lock.unlock();
     work();

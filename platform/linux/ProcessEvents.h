@@ -2,6 +2,7 @@
 /// They start with the first tool, sleep while there is nothing to do, and are never torn down.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -26,6 +27,9 @@ class EventThread {
   /// `start`.
   void whenReady(Watch& watch, std::function<void()> then);
 
+  /// Has it look after the launchers. Any thread, after `start`.
+  void wake();
+
   /// A descriptor that is there to stay, after `start`.
   [[nodiscard]] int descriptor() const { return poll_.get(); }
 
@@ -39,6 +43,7 @@ class EventThread {
   };
 
   void run();
+  [[nodiscard]] int patience() const;  // milliseconds, or -1: for as long as it takes
   void takeOrders();
   bool arm(Watch& watch);
   void expect(Watch& watch);
@@ -57,9 +62,17 @@ class Launchers {
   static Launchers& shared();
 
   /// Calls @p work on one of the threads, in turn. Raises `ResourceShortage` when there is none and none can be made.
+  /// After `EventThread::start`.
   void perform(std::function<void()> work);
 
+  /// Whether work waits for a thread.
+  [[nodiscard]] bool isBehind() const { return behind_.load(std::memory_order_relaxed); }
+
+  /// Starts one more thread when work has waited for long, since those that launch stand still. The event thread's.
+  void relieve();
+
  private:
+  void addThread();
   void run();
 
   using Clock = std::chrono::steady_clock;
@@ -75,6 +88,7 @@ class Launchers {
   Clock::time_point lastMove_;
   int threads_ = 0;
   int idle_ = 0;
+  std::atomic<bool> behind_ = false;  // written under mutex_
 };
 
 }  // namespace jv

@@ -231,15 +231,16 @@ TEST_P(CallerState, OtherChildrenAreLeftAlone) {
 }
 
 TEST_P(CallerState, EveryDescriptorLimitGivesAnAnswer) {
+  const std::string input(std::size_t{2} << 20, 'i');  // more than any pipe holds
   int failures = 0;
   bool launched = false;
   for (rlim_t limit = 3; limit < 100 && !launched; ++limit) {
     TaskOutcome outcome;
     {
       const jvtest::DescriptorLimit tight(limit);
-      outcome = launch("/bin/cat", {}, "input");
+      outcome = launch("/usr/bin/wc", {"-c"}, input);
     }
-    launched = outcome == TaskOutcome{0, "input", {}};
+    launched = outcome == TaskOutcome{0, "2097152\n", {}};
     failures += !launched;
     if (!launched) {
       EXPECT_EQ(outcome.status, -666);
