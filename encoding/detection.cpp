@@ -42,6 +42,10 @@ EncodingDetection detectEncoding(std::span<const std::uint8_t> text, EncodingDet
   return found;
 }
 
+EncodingDetection detectEncoding(std::string_view text, EncodingDetectionOptions options) {
+  return detectEncoding(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()), options);
+}
+
 EncodingDetection detectEncodingOfFile(std::string_view path, EncodingDetectionOptions options) {
   EncodingDetection unanswered;
   if (jv::declaresItsEncoding(NSURL::fileURLWithPath(path).pathExtension())) {
@@ -50,6 +54,11 @@ EncodingDetection detectEncodingOfFile(std::string_view path, EncodingDetectionO
   }
   const auto detect = [options](std::span<const std::uint8_t> text) { return detectEncoding(text, options); };
   return jv::withContentsOf(path, detect).value_or(unanswered);
+}
+
+std::string_view nameOfLineBreakType(std::int64_t type) noexcept {
+  constexpr std::string_view kNames[] = {"none", "CR", "CRLF", "LF"};
+  return type >= JVLineBreakTypeNone && type <= JVLineBreakTypeLF ? kNames[type] : "unknown";
 }
 
 }  // namespace JVFoundation

@@ -49,9 +49,15 @@ struct EncodingDetectionOptions {
 /// The encoding of @p text, by the rules of `JVEncodingDetector`. @throws std::bad_alloc
 [[nodiscard]] JV_EXPORT EncodingDetection detectEncoding(std::span<const std::uint8_t> text,
                                                          EncodingDetectionOptions options = {});
+/// The same for bytes that are kept as characters.
+[[nodiscard]] JV_EXPORT EncodingDetection detectEncoding(std::string_view text, EncodingDetectionOptions options = {});
 
 /// The encoding of the file at @p path, any bytes. @throws std::bad_alloc, though never for the file's own size
 [[nodiscard]] JV_EXPORT EncodingDetection detectEncodingOfFile(std::string_view path,
                                                                EncodingDetectionOptions options = {});
+
+/// The usual name of a line-break type: "none", "CR", "CRLF" or "LF"; "unknown" for any other number. A text of static
+/// lifetime.
+[[nodiscard]] JV_EXPORT std::string_view nameOfLineBreakType(std::int64_t type) noexcept;
 
 }  // namespace JVFoundation

@@ -17,14 +17,40 @@ std::uint32_t flagsFor(bool watchFiles) {
   return JVPlatform::kFSEventStreamCreateFlagUseCFTypes | fileEvents;
 }
 
+class Handler final : public JVFileEventerDelegate {
+ public:
+  explicit Handler(std::function<void(const std::vector<std::string>&)> handler) : handler_(std::move(handler)) {}
+
+  void fileSystemEventHappenedAtPaths(const std::vector<std::string>& paths) override { handler_(paths); }
+
+ private:
+  const std::function<void(const std::vector<std::string>&)> handler_;
+};
+
 }  // namespace
 
 JVFileEventerDelegate::~JVFileEventerDelegate() = default;
+
+std::shared_ptr<JVFileEventerDelegate> JVFileEventerDelegate::create(
+    std::function<void(const std::vector<std::string>&)> handler) {
+  return std::make_shared<Handler>(std::move(handler));
+}
 
 struct JVFileEventer::State {
   std::weak_ptr<JVFileEventerDelegate> delegate;
   DispatchQueue eventQueue = DispatchQueue::create("event_queue");
   JVPlatform::FSEventStreamRef eventStream = nullptr;
+
+  State() = default;
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
+  /// Before queue and delegate, and also when a constructor does not come to its end.
+  ~State() {
+    if (!eventStream) return;
+    eventStream->FSEventStreamStop();
+    eventStream->FSEventStreamInvalidate();
+    eventStream->FSEventStreamRelease();
+  }
 };
 
 JVFileEventer::JVFileEventer(const std::shared_ptr<JVFileEventerDelegate>& delegate,
@@ -50,13 +76,7 @@ JVFileEventer::JVFileEventer(const JVFoundation::PlainInitializer& initializer) 
   JVFoundation::NSException::raiseBadInitializerForClass(initializer.className);
 }
 
-JVFileEventer::~JVFileEventer() {
-  const JVPlatform::FSEventStreamRef stream = state_->eventStream;
-  if (!stream) return;
-  stream->FSEventStreamStop();
-  stream->FSEventStreamInvalidate();
-  stream->FSEventStreamRelease();
-}
+JVFileEventer::~JVFileEventer() = default;
 
 std::shared_ptr<JVFileEventerDelegate> JVFileEventer::delegate() const { return state_->delegate.lock(); }
 void JVFileEventer::setDelegate(const std::shared_ptr<JVFileEventerDelegate>& delegate) { state_->delegate = delegate; }

@@ -1,6 +1,7 @@
 /// Changes under a set of folders.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,12 +23,17 @@ class JV_EXPORT JVFileEventerDelegate {
   /// @param paths  of one batch, never empty; each once, in the order in which they changed first. Without watch-files,
   ///               the folders whose contents changed; with it, what changed itself. Bytes, not text.
   virtual void fileSystemEventHappenedAtPaths(const std::vector<std::string>& paths) = 0;
+
+  /// A delegate that calls @p handler, for those who need no class of their own. Never null; @p handler must not be
+  /// empty, and is destroyed with the delegate, which may be on the watcher's queue.
+  [[nodiscard]] static std::shared_ptr<JVFileEventerDelegate> create(
+      std::function<void(const std::vector<std::string>& paths)> handler);
 };
 
 /// Watches folders, each with everything below it, and files, from the end of its constructor to the beginning of its
 /// destructor. Changes are collected for 0.1 seconds from the first one on and then handed to the delegate.
 ///
-///     const auto delegate = std::make_shared<Indexer>();
+///     const auto delegate = JVFileEventerDelegate::create([](const auto& paths) { index(paths); });
 ///     const JVFileEventer watcher(delegate, {"/home/me/Documents"}, false);
 ///
 /// A path that is told of says "look here", no more: what is there now may be a file, a folder or nothing. A folder
@@ -40,13 +46,13 @@ class JV_EXPORT JVFileEventer {
   ///
   /// @param delegate      whom the changes are told to for the life of the watcher; may be none. Not kept alive:
   ///                      changes are dropped once it is gone.
-  /// @param pathsToWatch  in this order, unchanged: told paths begin with them as they are spelled here. None need
-  /// exist;
-  ///                      a path that appears is told of. Symbolic links at and in front of a path are followed, those
-  ///                      below it are not. A relative path counts from the present working directory.
+  /// @param pathsToWatch  in this order, unchanged: told paths begin with them as they are spelled here. None
+  ///                      need exist: a path that appears is told of. Symbolic links at and in front of a path are
+  ///                      followed, those below it are not. A relative path counts from the present working directory.
   /// @param watchFiles    whether what changed itself is told, and not the folder it is in
   ///
-  /// Blocks until every folder is watched, a few microseconds for each. Never fails: see `problem`.
+  /// Blocks until every folder is watched, a few microseconds for each. The folders on the way
+  /// to a path are watched as well, each for the one name that the way takes. Never fails: see `problem`.
   JVFileEventer(const std::shared_ptr<JVFileEventerDelegate>& delegate, const std::vector<std::string>& pathsToWatch,
                 bool watchFiles);
   /// Not to be used: raises `JVBadInitializerException`.

@@ -51,6 +51,8 @@ NSFont::Pointer NSFont::jv_fontWithName(std::optional<std::string_view> name, do
   return make(JVPlatform::fontManager()->fontWithName(name, size));
 }
 
+void NSFont::setSystemFontFamily(std::string_view family) { JVPlatform::fontManager()->setSystemFontFamily(family); }
+
 NSFont::Pointer NSFont::systemFontOfSize(double size) {
   return make(JVPlatform::fontManager()->systemFontOfSize(size));
 }

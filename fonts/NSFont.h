@@ -29,12 +29,14 @@ class JV_EXPORT NSFont final : public std::enable_shared_from_this<NSFont> {
   /// The same without the names that stand for the system font.
   [[nodiscard]] static Pointer jv_fontWithName(std::optional<std::string_view> name, double size);
 
-  /// The font of the desktop's user interface: the family that the application has told the font manager
-  /// (`JVPlatform::fontManager()->setSystemFontFamily`), else what fontconfig says of "system-ui", else its sans-serif
-  /// font. Null where there are no fonts.
+  /// The font of the desktop's user interface: the family that `setSystemFontFamily` was told, else what fontconfig
+  /// says of "system-ui", else its sans-serif font. Null where there are no fonts.
   [[nodiscard]] static Pointer systemFontOfSize(double size);
   /// Its bold face, or the same as above where the family has none.
   [[nodiscard]] static Pointer boldSystemFontOfSize(double size);
+  /// Tells the family of the desktop's settings, which only the application's toolkit knows for sure, for all fonts
+  /// that are asked for from now on; an empty name takes it back.
+  static void setSystemFontFamily(std::string_view family);
 
   /// The PostScript name.
   [[nodiscard]] const std::string& fontName() const noexcept;

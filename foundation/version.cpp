@@ -2,3 +2,4 @@
 
 const double JorvaneFoundationVersionNumber = 1.0;
 const unsigned char JorvaneFoundationVersionString[] = "@(#)PROGRAM:JorvaneFoundation  PROJECT:JorvaneFoundation-1\n";
+const char JorvaneFoundationVersion[] = JV_VERSION;

@@ -11,4 +11,7 @@ extern JV_EXPORT const double JorvaneFoundationVersionNumber;
 /// The same in the form that `what` looks for, with one line feed and a zero byte at the end.
 extern JV_EXPORT const unsigned char JorvaneFoundationVersionString[];
 
+/// All three parts, for people and comparisons: "1.0.0".
+extern JV_EXPORT const char JorvaneFoundationVersion[];
+
 JV_END_C

@@ -46,6 +46,7 @@ std::shared_ptr<const NSScreen> JVScreenForPoint(NSPoint point,
   return best ? *best : nullptr;
 }
 
-std::shared_ptr<const NSScreen> JVScreenForPoint(NSPoint point) {
-  return JVScreenForPoint(point, JVPlatform::screens()->screens());
+std::vector<std::shared_ptr<const NSScreen>> JVScreens() { return JVPlatform::screens()->screens(); }
+
+std::shared_ptr<const NSScreen> JVScreenForPoint(NSPoint point) { return JVScreenForPoint(point, JVScreens());
 }

@@ -5,7 +5,6 @@
 #include <JorvaneFoundation/foundation/version.h>
 #include <JorvaneFoundation/geometry/rectangles.h>
 #include <JorvaneFoundation/geometry/screen_lookup.h>
-#include <JorvaneFoundation/platform/Screens.h>
 #include <JorvaneFoundation/system/JVUtilities.h>
 #include <JorvaneFoundation/system/NSProcessInfo.h>
 
@@ -52,7 +51,7 @@ void addFacts(Rows& rows) {
 }
 
 void addScreens(Rows& rows, NSPoint middleOfWindow) {
-  const auto screens = JVPlatform::screens()->screens();
+  const auto screens = JVScreens();
   const auto ours = JVScreenForPoint(middleOfWindow, screens);
   for (const auto& screen : screens) {
     const auto [origin, size] = screen->frame();
@@ -78,8 +77,7 @@ void openBox(QWidget* window, const Rows& rows) {
   box->setAttribute(Qt::WA_DeleteOnClose);
   box->setWindowTitle("About this viewer");
   auto* const form = new QFormLayout(box);
-  form->addRow(
-      new QLabel(QString("<h2>Viewer</h2>with JorvaneFoundation %1").arg(JorvaneFoundationVersionNumber, 0, 'f', 1)));
+  form->addRow(new QLabel(QString("<h2>Viewer</h2>with JorvaneFoundation %1").arg(JorvaneFoundationVersion)));
   for (const Row& row : rows) {
     auto* const value = new QLabel(row.value);
     value->setTextFormat(Qt::PlainText);

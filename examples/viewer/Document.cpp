@@ -1,35 +1,15 @@
 #include "Document.h"
 
-#include <JorvaneFoundation/encoding/byte_sniffers.h>
 #include <JorvaneFoundation/encoding/detection.h>
 #include <JorvaneFoundation/encoding/string_encodings.h>
 
 #include <QFile>
 #include <QFileInfo>
 #include <QStringDecoder>
-#include <cstdint>
-#include <span>
 #include <string>
+#include <string_view>
 
 namespace {
-
-JVFoundation::EncodingDetection detect(const QByteArray& bytes) {
-  const auto* const first = reinterpret_cast<const std::uint8_t*>(bytes.constData());
-  return JVFoundation::detectEncoding(std::span(first, static_cast<std::size_t>(bytes.size())), {.lineBreaks = true});
-}
-
-QString nameOfLineBreaks(std::int64_t type) {
-  switch (type) {
-    case JVLineBreakTypeCR:
-      return "CR";
-    case JVLineBreakTypeCRLF:
-      return "CRLF";
-    case JVLineBreakTypeLF:
-      return "LF";
-    default:
-      return "one line";
-  }
-}
 
 /// The text of @p bytes; what the encoding does not know comes out as replacement characters.
 QString decode(const QByteArray& bytes, const std::string& encoding) {
@@ -51,11 +31,13 @@ Document readDocument(const QString& path) {
     document.problem = file.errorString();
   } else {
     const QByteArray bytes = file.readAll();
-    const auto found = detect(bytes);
+    const std::string_view characters(bytes.constData(), static_cast<std::size_t>(bytes.size()));
+    const auto found = JVFoundation::detectEncoding(characters, {.lineBreaks = true});
     const std::string encoding(JVFoundation::nameOfStringEncoding(found.encoding));
     document.text = decode(bytes, encoding);
     document.encoding = QString::fromStdString(encoding);
-    document.lineBreaks = nameOfLineBreaks(found.lineBreakType);
+    const std::string lineBreaks(JVFoundation::nameOfLineBreakType(found.lineBreakType));
+    document.lineBreaks = lineBreaks == "none" ? "one line" : QString::fromStdString(lineBreaks);
   }
   return document;
 }

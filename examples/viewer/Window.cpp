@@ -118,7 +118,8 @@ void Window::askForFtp() {
 
 void Window::fetch(const FtpDialog& dialog) {
   const QUrl address = dialog.address();
-  const QString path = downloads_.filePath(QFileInfo(address.fileName()).fileName());
+  if (!downloads_) downloads_ = std::make_unique<QTemporaryDir>();
+  const QString path = downloads_->filePath(QFileInfo(address.fileName()).fileName());
   say("Fetching " + address.toDisplayString() + " …");
   download(address, dialog.user(), dialog.password(), path, [self = QPointer(this), path](const QString& problem) {
     if (!self) return;

@@ -46,7 +46,7 @@ class Window : public QMainWindow {
 
   QString path_;
   Document document_;
-  QTemporaryDir downloads_;
+  std::unique_ptr<QTemporaryDir> downloads_;  // once there is one
   Search::Places places_;
 
   std::unique_ptr<FileWatch> watch_;

@@ -176,6 +176,10 @@ TEST(StringEncodings, ConvertAndHaveNames) {
   EXPECT_EQ(JVFoundation::nameOfStringEncoding(8), "Shift_JIS");
   EXPECT_EQ(JVFoundation::nameOfStringEncoding(0x80000A03), "Big5");
   EXPECT_EQ(JVFoundation::nameOfStringEncoding(kUnknown), "unknown");
+  EXPECT_EQ(
+      JVFoundation::nameOfLineBreakType(JVFoundation::detectEncoding("a\r\n", {.lineBreaks = true}).lineBreakType),
+      "CRLF");
+  EXPECT_EQ(JVFoundation::nameOfLineBreakType(4), "unknown");
 }
 
 }  // namespace

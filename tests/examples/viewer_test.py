@@ -63,8 +63,8 @@ class ViewerTest(unittest.TestCase):
         self.file = self.folder / "gidai.txt"
         self.file.write_bytes(TEXT.encode("shift_jis"))
         # Nothing of the user's own: no settings, no bus.
-        self.environment = {**self.x, "HOME": folder.name, "XDG_CONFIG_HOME": folder.name,
-                            "XDG_RUNTIME_DIR": folder.name, "DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent"}
+        own = dict.fromkeys(("HOME", "XDG_CONFIG_HOME", "XDG_RUNTIME_DIR", "TMPDIR"), folder.name)
+        self.environment = {**self.x, **own, "DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent"}
 
     def viewer(self, file=None, environment=None, before=()):
         return Viewer(VIEWER, file or self.file, {**self.environment, **(environment or {})}, before)

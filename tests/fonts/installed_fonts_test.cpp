@@ -129,7 +129,6 @@ TEST(InstalledFonts, OneIsTheSystemFont) {
   EXPECT_EQ(nameOf(NSFont::boldSystemFontOfSize(12)), "DejaVuSans-Bold");
   EXPECT_EQ(nameOf(NSFont::fontWithName(".SFNSText-Bold", 12)), "DejaVuSans-Bold");
 
-  const auto manager = JVPlatform::fontManager();
   struct Case {
     const char* family;
     const char* regular;
@@ -140,7 +139,7 @@ TEST(InstalledFonts, OneIsTheSystemFont) {
         {"DejaVu Math TeX Gyre", "DejaVuMathTeXGyre-Regular", "DejaVuMathTeXGyre-Regular"},
         {"No Such Family", "DejaVuSans", "DejaVuSans-Bold"},
         {"", "DejaVuSans", "DejaVuSans-Bold"}}) {
-    manager->setSystemFontFamily(family);
+    NSFont::setSystemFontFamily(family);
     EXPECT_EQ(nameOf(NSFont::systemFontOfSize(12)), regular);
     EXPECT_EQ(nameOf(NSFont::boldSystemFontOfSize(12)), bold);
   }

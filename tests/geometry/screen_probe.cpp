@@ -26,7 +26,7 @@ std::string list() {
   std::ostringstream line;
   line.precision(17);
   const char* separator = "";
-  for (const auto& screen : JVPlatform::screens()->screens()) {
+  for (const auto& screen : JVScreens()) {
     const NSRect frame = screen->frame();
     line << separator << screen->name() << ' ' << frame.origin.x << ' ' << frame.origin.y << ' ' << frame.size.width
          << ' ' << frame.size.height << ' ' << screen->scale();
