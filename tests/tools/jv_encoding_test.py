@@ -140,6 +140,19 @@ class Encoding(unittest.TestCase):
                          [b"top/a: ASCII (1)", b"top/deep/er/b: ASCII (1)"])
         self.assertEqual(len(self.encoding("-r", "named", "top/a")[0].splitlines()), 3)
 
+    def test_walks_more_levels_than_it_may_open_files(self):
+        folder, depth = self.folder, 0
+        os.chdir(folder)
+        self.addCleanup(os.chdir, "/")
+        for depth in range(300):
+            os.mkdir("d")
+            os.chdir("d")
+        pathlib.Path("leaf").write_text("text")
+        os.chdir(folder)
+        limited = ["sh", "-c", 'ulimit -n 64; exec "$0" "$@"', JV, "encoding", "-r", "d"]
+        found = subprocess.run(limited, stdout=subprocess.PIPE, check=True, timeout=BOUND).stdout
+        self.assertTrue(found.endswith(b"d/leaf: ASCII (1)\n"))
+
     def test_complains_about_a_folder_that_it_may_not_read_and_goes_on(self):
         if os.geteuid() == 0:
             self.skipTest("root may read everything")
@@ -159,7 +172,9 @@ class Encoding(unittest.TestCase):
         self.assertEqual(lines, [b"$'two\\nlines': ASCII (1)", b"a: ASCII (1)"])
         self.write("list", b"a\n")
         self.assertEqual(self.encoding("--files-from", "list", "b c")[0], b"b c: ASCII (1)\na: ASCII (1)\n")
-        self.encoding("--files-from", "missing", status=3)
+        for threads in "-j1", "-j2":
+            answered = self.encoding(threads, "a", "b c", "--files-from", "missing", status=3)[0]
+            self.assertEqual(answered, b"a: ASCII (1)\nb c: ASCII (1)\n")
         self.assertEqual(self.encoding("--files-from", "-", input=b"")[0], b"")
 
     def test_answers_while_the_list_goes_on(self):
@@ -255,7 +270,7 @@ class Encoding(unittest.TestCase):
     def test_help_and_version(self):
         self.assertIn(b"encoding", jv("--help").stdout)
         self.assertIn(b"--files-from", jv("encoding", "--help").stdout)
-        self.assertRegex(jv("--version").stdout, rb"^jv JorvaneFoundation-1\n$")
+        self.assertRegex(jv("--version").stdout, rb"^jv 1\.0\.0\n$")
 
 
 if __name__ == "__main__":

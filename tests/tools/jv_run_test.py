@@ -50,7 +50,20 @@ class Run(unittest.TestCase):
                 file.flush()
                 self.assertEqual(run(*way, "--input-file", file.name, "--", "wc", "-l").stdout, b"100000\n")
         missing = run("--input-file", "/no/such/file", "--", "cat")
-        self.assertEqual((missing.returncode, missing.stderr), (3, b"jv run: cannot read /no/such/file\n"))
+        self.assertEqual((missing.returncode, missing.stderr),
+                         (3, b"jv run: /no/such/file: No such file or directory\n"))
+        folder = os.open("/", os.O_RDONLY)
+        self.addCleanup(os.close, folder)
+        unreadable = subprocess.run([JV, "run", "--input-file", "-", "--", "cat"], stdin=folder, timeout=BOUND,
+                                    stderr=subprocess.PIPE, check=False)
+        self.assertEqual((unreadable.returncode, unreadable.stderr), (3, b"jv run: -: Is a directory\n"))
+
+    def test_output_that_cannot_be_written(self):
+        with open("/dev/full", "wb") as full:
+            result = subprocess.run([JV, "run", "--", "echo", "out"], stdout=full, stderr=subprocess.PIPE,
+                                    timeout=BOUND, check=False)
+        self.assertEqual((result.returncode, result.stderr),
+                         (3, b"jv run: standard output: No space left on device\n"))
 
     def test_json(self):
         for why, arguments, status, expected in [

@@ -19,8 +19,8 @@ BOUND = 60  # seconds, for whatever ought to happen by itself
 class Watching:
     """A running `jv watch`, from the moment when it misses nothing."""
 
-    def __init__(self, *arguments, **options):
-        command = [JV, "watch", *arguments]
+    def __init__(self, *arguments, through=(), **options):
+        command = [*through, JV, "watch", *arguments]
         self.process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
         self.said = b""
         while not self.said.endswith(b"jv watch: watching\n"):
@@ -110,6 +110,31 @@ class Watch(unittest.TestCase):
         for how in signal.SIGINT, signal.SIGTERM, signal.SIGHUP:
             with Watching(self.root) as watching:
                 self.assertEqual(watching.end(how), 0)
+
+    def test_ignored_signals_stay_ignored(self):
+        with Watching(self.root, through=["nohup"]) as watching:
+            watching.process.send_signal(signal.SIGHUP)
+            (self.root / "file").touch()
+            self.assertTrue(watching.line())
+            self.assertEqual(watching.end(), 0)
+
+    def test_the_second_signal_ends_at_once(self):
+        pipe = self.root.parent / "pipe"
+        os.mkfifo(pipe)
+        with Watching("--exec", f"echo running >{pipe}; read line <{pipe}", self.root) as watching:
+            (self.root / "file").touch()
+            self.assertEqual(pipe.read_text(), "running\n")
+            while watching.process.poll() is None:
+                watching.process.send_signal(signal.SIGTERM)
+                time.sleep(0.01)
+            self.assertEqual(watching.process.returncode, -signal.SIGTERM)
+            pipe.write_text("\n")  # the command ends by itself
+
+    def test_closed_standard_streams_stay_closed(self):
+        with Watching(self.root, through=["sh", "-c", 'exec "$0" "$@" <&- >&-']) as watching:
+            (self.root / "file").touch()
+            self.assertEqual(watching.process.stderr.readline(), b"jv watch: cannot write: Bad file descriptor\n")
+            self.assertEqual(watching.process.wait(BOUND), 3)
 
     def test_a_path_that_comes_later(self):
         later = self.root / "later"

@@ -9,10 +9,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -23,6 +25,7 @@
 #include "commands.h"
 #include "encoding_report.h"
 #include "file_names.h"
+#include "input.h"
 #include "ordered_pool.h"
 #include "output.h"
 #include "progress.h"
@@ -59,21 +62,6 @@ struct Answer {
   std::string complaint;  ///< empty: none
 };
 
-/// All bytes of standard input. False when it cannot be read.
-bool readStandardInput(std::vector<std::uint8_t>& bytes) {
-  constexpr std::size_t kAtOnce = std::size_t{1} << 20;
-  for (;;) {
-    const std::size_t size = bytes.size();
-    bytes.resize(size + kAtOnce);
-    ssize_t got = -1;
-    do {
-      got = read(STDIN_FILENO, bytes.data() + size, kAtOnce);
-    } while (got < 0 && errno == EINTR);
-    bytes.resize(size + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-    if (got <= 0) return got == 0;
-  }
-}
-
 /// Why @p name could not be read, as far as another try shows.
 std::string reasonFor(const std::string& name) {
   std::error_code ignored;
@@ -97,10 +85,16 @@ class EncodingCommand {
                                    .nothingPending = [this] { output_.flush(); }}) {}
 
   int run() {
-    visitAll();
+    std::exception_ptr badList;  // what was named before it is answered all the same
+    try {
+      visitAll();
+    } catch (const std::system_error&) {
+      badList = std::current_exception();
+    }
     pool_.finish();
     output_.flush();
     progress_.clear();
+    if (badList) std::rethrow_exception(badList);
     if (output_.error() == 0) return status_;
     if (output_.error() != EPIPE) std::fprintf(stderr, "jv encoding: standard output: %s\n", strerror(output_.error()));
     return kFailed;
@@ -155,9 +149,10 @@ class EncodingCommand {
   [[nodiscard]] EncodingDetection detect(Job& job) const {
     if (job.kind == Job::Kind::unreadable) return {};
     if (job.kind == Job::Kind::file) return JVFoundation::detectEncodingOfFile(job.name, detection_);
-    std::vector<std::uint8_t> bytes;
-    if (readStandardInput(bytes)) return JVFoundation::detectEncoding(bytes, detection_);
-    job.reason = std::strerror(errno);
+    std::string bytes;
+    const int error = readToEnd(STDIN_FILENO, bytes);
+    if (error == 0) return JVFoundation::detectEncoding(bytes, detection_);
+    job.reason = std::strerror(error);
     return {};
   }
 

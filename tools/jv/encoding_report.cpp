@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <nlohmann/json.hpp>
 
-#include <JorvaneFoundation/encoding/byte_sniffers.h>
 #include <JorvaneFoundation/encoding/string_encodings.h>
 
 #include "text_forms.h"
@@ -50,19 +49,6 @@ bool wasRead(const EncodingDetection& found) {
   return found.rule != EncodingRule::declaresItself && found.rule != EncodingRule::unreadable;
 }
 
-const char* nameOfLineBreaks(std::int64_t type) {
-  switch (type) {
-    case JVLineBreakTypeCR:
-      return "CR";
-    case JVLineBreakTypeCRLF:
-      return "CRLF";
-    case JVLineBreakTypeLF:
-      return "LF";
-    default:
-      return "none";
-  }
-}
-
 /// Candidates are sniffed under a Core number; Shift_JIS as the Mac encoding that contains it.
 std::string_view nameOfCandidate(const EncodingCandidate& candidate) {
   if (candidate.encoding == kCFStringEncodingMacJapanese) return "Shift_JIS";
@@ -89,7 +75,8 @@ std::string inText(std::string_view name, const EncodingDetection& found, const 
   std::string text = printableName(name);
   text.append(": ").append(JVFoundation::nameOfStringEncoding(found.encoding));
   text += " (" + std::to_string(found.encoding) + ")";
-  if (options.lineBreaks && wasRead(found)) text.append(", ").append(nameOfLineBreaks(found.lineBreakType));
+  if (options.lineBreaks && wasRead(found))
+    text.append(", ").append(JVFoundation::nameOfLineBreakType(found.lineBreakType));
   text += '\n';
   if (options.explain) text += explanationOf(found);
   return text;
@@ -102,7 +89,8 @@ std::string inJSON(std::string_view name, const EncodingDetection& found, const 
   object["encoding"] = JVFoundation::nameOfStringEncoding(found.encoding);
   object["number"] = found.encoding;
   object["rule"] = textOf(found.rule).name;
-  if (options.lineBreaks && wasRead(found)) object["lineBreaks"] = nameOfLineBreaks(found.lineBreakType);
+  if (options.lineBreaks && wasRead(found))
+    object["lineBreaks"] = JVFoundation::nameOfLineBreakType(found.lineBreakType);
   if (options.explain) {
     auto& candidates = object["candidates"] = nlohmann::ordered_json::array();
     for (const EncodingCandidate& candidate : found.candidates) {

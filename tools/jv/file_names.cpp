@@ -5,7 +5,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <deque>
 #include <filesystem>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -71,32 +74,61 @@ bool visitNames(std::string& text, char separator, const NameVisitor& visitor) {
   return true;
 }
 
+/// A folder that is being read.
+struct Level {
+  fs::path folder;
+  fs::directory_iterator next;
+  std::deque<std::string> rest;  // behind what the iterator has
+
+  /// The next entry; none at the end. After an error, which is told with the last entry, there are no more.
+  std::optional<fs::directory_entry> take(std::error_code& error) {
+    error.clear();
+    if (next != fs::directory_iterator()) {
+      fs::directory_entry entry = *next;
+      next.increment(error);
+      return entry;
+    }
+    if (rest.empty()) return std::nullopt;
+    fs::directory_entry entry(folder / rest.front(), error);
+    error.clear();
+    rest.pop_front();
+    return entry;
+  }
+
+  /// Reads what is left, so that the folder need not be kept open: there may be more levels than descriptors.
+  void close() {
+    std::error_code error;
+    while (next != fs::directory_iterator()) {
+      rest.push_back(next->path().filename().native());
+      next.increment(error);
+    }
+  }
+};
+
 }  // namespace
 
 bool visitFolder(const std::string& name, const NameVisitor& visitor) {
-  struct Level {
-    fs::path folder;
-    fs::directory_iterator next;
-  };
+  constexpr std::size_t kOpenFolders = 32;
   std::vector<Level> levels;
   std::error_code error;
   const auto enter = [&](fs::path folder) {
     fs::directory_iterator first(folder, error);
     if (error) return visitor.unreadable(folder.native(), error.message());
-    levels.push_back({std::move(folder), std::move(first)});
+    levels.push_back({std::move(folder), std::move(first), {}});
+    if (levels.size() > kOpenFolders) levels[levels.size() - 1 - kOpenFolders].close();
     return true;
   };
 
   if (!enter(name)) return false;
   while (!levels.empty()) {
     Level& level = levels.back();
-    if (level.next == fs::directory_iterator()) {
+    const std::optional<fs::directory_entry> found = level.take(error);
+    if (error && !visitor.unreadable(level.folder.native(), error.message())) return false;
+    if (!found) {
       levels.pop_back();
       continue;
     }
-    const fs::directory_entry entry = *level.next;
-    level.next.increment(error);  // to the end when the folder cannot be read on
-    if (error && !visitor.unreadable(level.folder.native(), error.message())) return false;
+    const fs::directory_entry& entry = *found;
 
     if (entry.is_symlink(error)) continue;
     if (entry.is_directory(error)) {

@@ -1,6 +1,5 @@
 // jv listen: prints each notification as it is posted.
 
-#include <csignal>
 #include <cstring>
 #include <functional>
 #include <iostream>
@@ -21,6 +20,7 @@
 #include <JorvaneFoundation/system/JVUser.h>
 
 #include "commands.h"
+#include "ending_signals.h"
 #include "output.h"
 #include "text_forms.h"
 
@@ -56,10 +56,7 @@ std::string lineOf(const Row& row, bool json) {
 
 /// Has the signals that end a program end the main run loop instead. From here on, so before any thread is started.
 void stopOnSignals() {
-  sigset_t ending;
-  sigemptyset(&ending);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&ending, signal);
-  sigprocmask(SIG_BLOCK, &ending, nullptr);
+  const sigset_t ending = jv::blockEndingSignals();
   const int signals = signalfd(-1, &ending, SFD_CLOEXEC | SFD_NONBLOCK);  // open to the end
   NSRunLoop::mainRunLoop().addSource(signals, [signals] {
     signalfd_siginfo taken;

@@ -1,8 +1,10 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
 #include <string>
-#include <string_view>
 
 #include <JorvaneFoundation/foundation/version.h>
 
@@ -10,18 +12,20 @@
 
 namespace {
 
-/// The version text that is meant for people: what stands behind the marks for tools, without the line's end.
-std::string version() {
-  std::string_view text(reinterpret_cast<const char*>(JorvaneFoundationVersionString));
-  text = text.substr(text.rfind(':') + 1);
-  return "jv " + std::string(text.substr(0, text.find('\n')));
+/// Puts into the places of closed standard streams what can be neither read nor written, so that nothing that is opened
+/// later takes them and gets what is meant for them.
+void occupyStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) try {
+  occupyStandardStreams();
   CLI::App app{"Foundation services for Linux desktop applications, from the shell.", "jv"};
-  app.set_version_flag("--version", version());
+  app.set_version_flag("--version", std::string("jv ") + JorvaneFoundationVersion);
   app.require_subcommand(1);
   app.footer("jv COMMAND --help says more. Exit status: 0 done, 1 not found or nothing to say, 2 bad usage, 3 failed.");
 

@@ -3,10 +3,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -24,7 +23,10 @@
 
 #include "arguments.h"
 #include "commands.h"
+#include "input.h"
 #include "observed_process.h"
+#include "output.h"
+#include "text_forms.h"
 
 namespace {
 
@@ -64,21 +66,6 @@ std::optional<std::string> findTool(const std::string& tool) {
   return std::nullopt;
 }
 
-std::string readAll(std::istream& stream) { return {std::istreambuf_iterator<char>(stream), {}}; }
-
-/// The input, or none; false when the file cannot be read.
-bool readInput(const Options& options, std::optional<std::string>& input) {
-  input = options.input;
-  if (!options.inputFile) return true;
-  if (*options.inputFile == "-") {
-    input = readAll(std::cin);
-    return true;
-  }
-  std::ifstream file(*options.inputFile, std::ios::binary);
-  if (file) input = readAll(file);
-  return file && !file.bad();
-}
-
 std::optional<std::string> textIn(const JVFoundation::Value& result, std::string_view key) {
   const std::string* const text = result.text(key);
   return text ? std::optional(*text) : std::nullopt;
@@ -102,28 +89,37 @@ Result runInBackground(const std::string& path, const std::vector<std::string>& 
   return result;
 }
 
-void showJson(const Result& result, bool bySignal) {
+std::string inJson(const Result& result, bool bySignal) {
   nlohmann::ordered_json line;
   line[bySignal ? "signal" : "status"] = result.status;
   if (result.output) line["output"] = *result.output;
   if (result.error) line["error"] = *result.error;
-  std::cout << line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+  return line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
 }
 
-void show(const Result& result) {
-  if (result.status == kNotLaunched) {
-    std::cerr << "jv run: " << result.error.value_or("not launched") << '\n';
-    return;
+/// False when standard output does not take it.
+bool show(const Result& result, bool json, bool bySignal) {
+  jv::Output output;
+  if (json) {
+    output.write(inJson(result, bySignal));
+  } else if (result.status != kNotLaunched) {
+    output.write(result.output.value_or(""));
   }
-  std::cout << result.output.value_or("") << std::flush;
-  std::cerr << result.error.value_or("");
+  const bool shown = output.flush();
+  if (!json && result.status == kNotLaunched) std::cerr << "jv run: ";
+  if (!json) std::cerr << result.error.value_or("") << (result.status == kNotLaunched ? "\n" : "");
+  if (!shown) std::cerr << "jv run: standard output: " << std::strerror(output.error()) << '\n';
+  return shown;
 }
 
 int run(const Options& options) {
-  std::optional<std::string> input;
-  if (!readInput(options, input)) {
-    std::cerr << "jv run: cannot read " << *options.inputFile << '\n';
-    return jv::kFailed;
+  std::optional<std::string> input = options.input;
+  if (options.inputFile) {
+    const int error = jv::readFile(*options.inputFile, input.emplace());
+    if (error != 0) {
+      std::cerr << "jv run: " + jv::printableName(*options.inputFile) + ": " + std::strerror(error) + '\n';
+      return jv::kFailed;
+    }
   }
   JVPlatform::TerminationReason reason{};
   Result result;
@@ -137,8 +133,7 @@ int run(const Options& options) {
   }
 
   const bool bySignal = reason == JVPlatform::TerminationReason::uncaughtSignal;
-  options.json ? showJson(result, bySignal) : show(result);
-  if (!std::cout.flush()) return jv::kFailed;
+  if (!show(result, options.json, bySignal)) return jv::kFailed;
   if (result.status == kNotLaunched) return kExitNotLaunched;
   return bySignal ? kExitSignal + result.status : result.status;
 }
@@ -147,8 +142,9 @@ constexpr const char* kFooter = R"(jv ends with the tool's exit status, with 128
 ended the tool, or with 127 and the reason when it could not be launched.
 
 TOOL without a slash is looked for in the folders of PATH. A relative path with a
-slash counts from the tool's working directory. Without an input, the tool's
-standard input stays open and never ends: a tool that reads it waits for ever.
+slash counts from the tool's working directory. Without an input, or with an empty one,
+the tool's standard input stays open and never ends: a tool that reads it waits for
+ever.
 Output that is not UTF-8 is not shown.)";
 
 }  // namespace

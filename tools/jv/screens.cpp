@@ -20,7 +20,6 @@
 
 #include <JorvaneFoundation/geometry/screen_lookup.h>
 #include <JorvaneFoundation/platform/Modules.h>
-#include <JorvaneFoundation/platform/Screens.h>
 
 #include "commands.h"
 #include "output.h"
@@ -31,7 +30,7 @@ namespace jv {
 namespace {
 
 using JVFoundation::NSScreen;
-using JVPlatform::Screens;
+using ScreenList = std::vector<std::shared_ptr<const NSScreen>>;
 
 struct Options {
   std::string at;
@@ -70,7 +69,7 @@ bool holds(const NSRect& frame, NSPoint point) {
          point.y < frame.origin.y + frame.size.height;
 }
 
-std::vector<Found> find(const Screens::List& screens, std::optional<NSPoint> point) {
+std::vector<Found> find(const ScreenList& screens, std::optional<NSPoint> point) {
   std::vector<Found> found;
   const auto wanted = point ? JVScreenForPoint(*point, screens) : nullptr;
   for (std::size_t i = 0; i < screens.size(); ++i) {
@@ -136,7 +135,7 @@ MapStyle styleOfTerminal() {
   return style;
 }
 
-std::string drawn(const Screens::List& screens, std::optional<NSPoint> point) {
+std::string drawn(const ScreenList& screens, std::optional<NSPoint> point) {
   std::vector<MapScreen> boxes;
   for (const auto& screen : screens) boxes.push_back({screen->frame(), screen->name()});
   return mapOf(boxes, point, styleOfTerminal());
@@ -152,7 +151,7 @@ int complainOfNone() {
 
 int run(const Options& options) {
   const auto point = pointOf(options.at);
-  const Screens::List screens = JVPlatform::screens()->screens();
+  const ScreenList screens = JVScreens();
   if (screens.empty()) return complainOfNone();
   const std::vector<Found> found = find(screens, point);
   Output output;

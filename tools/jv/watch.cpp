@@ -30,6 +30,7 @@
 
 #include "arguments.h"
 #include "commands.h"
+#include "ending_signals.h"
 #include "output.h"
 #include "text_forms.h"
 
@@ -167,11 +168,7 @@ class Reporter : public JVFileEventerDelegate {
 };
 
 int watch(const Options& options) {
-  // Before any thread starts, so that all of them have the signals blocked and this one gets them.
-  sigset_t ends;
-  sigemptyset(&ends);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&ends, signal);
-  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+  const sigset_t ends = jv::blockEndingSignals();
   std::signal(SIGPIPE, SIG_IGN);  // an error of writing instead
 
   for (const std::string& path : options.paths) {
@@ -189,6 +186,9 @@ int watch(const Options& options) {
     std::cerr << "jv watch: watching\n" << std::flush;
     int signal = 0;
     sigwait(&ends, &signal);
+    // A batch in progress is waited for, which may take as long as its reader or command likes: who asks again does
+    // not wait.
+    pthread_sigmask(SIG_UNBLOCK, &ends, nullptr);
     reporter->setWatcher(nullptr);
   }
   return reporter->failed() ? jv::kFailed : jv::kDone;
@@ -200,7 +200,8 @@ for each file. A new folder is shown with everything in it. Paths that do not
 exist yet are waited for.
 
 Once all folders are watched, "watching" is said on standard error. Ctrl-C ends jv
-with exit status 0.)";
+with exit status 0; while a batch is being shown or its command runs, once that is
+over, or at once the second time.)";
 
 }  // namespace
 
