@@ -24,7 +24,7 @@ import with_fonts  # noqa: E402
 from x_server import XServer  # noqa: E402
 
 SKIPPED = 77
-BLOCK = re.compile(r"^```(cpp|sh)\n(.*?)^```\n(?:\n(?:[^`\n][^\n]*\n\n)?```text\n(.*?)^```$)?", re.DOTALL | re.MULTILINE)
+BLOCK = re.compile(r"^```(cpp|sh)\n(.*?)^```\n(?:\n(?:[^`\n][^\n]*\n\n)?```text\n(.*?)^```$)?", re.S | re.M)
 ENDLESS = "jv watch"
 SHIFT_JIS = "日本語の手紙です。\r\n".encode("shift_jis")
 
@@ -32,8 +32,8 @@ SHIFT_JIS = "日本語の手紙です。\r\n".encode("shift_jis")
 @contextlib.contextmanager
 def password_service():
     """Its environment. The service and its bus end with the `with`."""
-    starter = pathlib.Path(with_fonts.__file__).with_name("password_service.py")
-    with subprocess.Popen(["/usr/bin/python3", "-B", starter], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as service:
+    starter = ["/usr/bin/python3", "-B", pathlib.Path(with_fonts.__file__).with_name("password_service.py")]
+    with subprocess.Popen(starter, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as service:
         environment = {}
         for line in service.stdout:
             if line == "ready\n":

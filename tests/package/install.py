@@ -1,5 +1,5 @@
-"""install.py BUILD SOURCE TARGET LIBDIR HEADER…: installs the package with the public headers, all of it and nothing else;
-moves the tree to TARGET, and finds no trace of where it was."""
+"""install.py BUILD SOURCE TARGET LIBDIR HEADER…: installs the package with the public headers, all of it and nothing
+else; moves the tree to TARGET, and finds no trace of where it was."""
 
 import os
 import pathlib
