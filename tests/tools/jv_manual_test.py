@@ -79,7 +79,8 @@ def completed_by_zsh(lines):
         (private / ".zshrc").write_text(ZSHRC.format(folder=shlex.quote(name), jv=shlex.quote(os.path.dirname(jv))))
         terminal, other = pty.openpty()
         environment = {**os.environ, "ZDOTDIR": name, "HOME": name, "TERM": "dumb"}
-        zsh = subprocess.Popen(["zsh", "-i"], stdin=other, stdout=other, stderr=other, env=environment, start_new_session=True)
+        zsh = subprocess.Popen(["zsh", "-i"], stdin=other, stdout=other, stderr=other, env=environment,
+                               start_new_session=True)
         os.close(other)
         try:
             while os.read(terminal, 4096):
@@ -101,9 +102,9 @@ def check_page(known):
             if not re.search(rf"^\.(?:It )?(?:Cm|Nm).*\b{name}\b", page, re.M):
                 failures.append(f"jv.1 lacks the command {name}")
     if shutil.which("man"):
-        failures.extend(subprocess.run(
-            ["man", "--warnings", "-l", folder / "jv.1"], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, check=True
-        ).stderr.splitlines())
+        shown = subprocess.run(["man", "--warnings", "-l", folder / "jv.1"], stdout=subprocess.DEVNULL,
+                               stderr=subprocess.PIPE, text=True, check=True)
+        failures.extend(shown.stderr.splitlines())
 
 
 def check_completion(shell, complete, known):

@@ -5,7 +5,8 @@ function __jv_listed --argument-names title  # names below a title of a help tex
         function put() { for (i = 1; i <= count; i++) print names[i] "\t" about; count = 0 }
         $0 == title { on = 1; next }
         /^[^ ]/ { put(); on = 0 }
-        on && /^  [^ ]/ { put(); about = match($0, /[^ ]   */) ? substr($0, RSTART + RLENGTH) : ""; count = split($1, names, ",") }
+        on && /^  [^ ]/ { put(); count = split($1, names, ","); about = "" }
+        on && /^  [^ ]/ && match($0, /[^ ]   */) { about = substr($0, RSTART + RLENGTH) }
         on && about == "" && /^    / { about = $0; sub(/^ */, "", about) }
         END { put() }'
 end
@@ -19,7 +20,9 @@ function __jv
             __fish_complete_path (commandline -ct)
             return
         end
-        test (count $command) -eq 0 -o "$command" = keychain && string match -qr '^[a-z]' -- $word && set -a command $word
+        if string match -qr '^[a-z]' -- $word && test (count $command) -eq 0 -o "$command" = keychain
+            set -a command $word
+        end
     end
     set -l help ($jv $command --help 2>/dev/null || $jv $command[1] --help 2>/dev/null)
     if string match -q -- '-*' (commandline -ct)

@@ -6,7 +6,8 @@ _jv_listed() {  # what a help text lists below a title: names, and behind a colo
     function put() { for (i = 1; i <= count; i++) print names[i] ":" about; count = 0 }
     $0 == title { on = 1; next }
     /^[^ ]/ { put(); on = 0 }
-    on && /^  [^ ]/ { put(); about = match($0, /[^ ]   */) ? substr($0, RSTART + RLENGTH) : ""; count = split($1, names, ",") }
+    on && /^  [^ ]/ { put(); count = split($1, names, ","); about = "" }
+    on && /^  [^ ]/ && match($0, /[^ ]   */) { about = substr($0, RSTART + RLENGTH) }
     on && about == "" && /^    / { about = $0; sub(/^ */, "", about) }
     END { put() }'
 }
