@@ -3,7 +3,7 @@ of members, order of virtual functions, values of constants, and what functions 
 abi.py INCLUDE COMPILER SOVERSION: prints the record, with how to write it anew in the first line.
 
 Each line of the record stands by itself. When one is gone, programs that were built before break; a new one does them
-no harm. castxml says what there is; COMPILER must agree on the sizes, and says what is passed as bytes, in registers."""
+no harm. castxml says what there is; COMPILER must agree on the sizes, and says what is passed as mere bytes."""
 
 import os
 import pathlib
@@ -42,8 +42,9 @@ class Declarations:
             pathlib.Path(source).write_text(text)
             output_of("castxml", "--castxml-output=1", "-std=c++20", f"-I{include}", source, "-o", told)
             self.elements = {e.get("id"): e for e in xml.etree.ElementTree.parse(told).getroot()}
-            files = {key for key, e in self.elements.items() if e.tag == "File" and e.get("name").startswith(self.include)}
-            self.own = [e for e in self.elements.values() if e.get("file") in files and e.get("artificial") is None]
+            mine = {e.get("id") for e in self.elements.values()
+                    if e.tag == "File" and e.get("name").startswith(self.include)}
+            self.own = [e for e in self.elements.values() if e.get("file") in mine and e.get("artificial") is None]
             self.compiled = self.told_by(compiler, folder, text)
 
     def told_by(self, compiler, folder, text):
