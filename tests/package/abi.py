@@ -9,7 +9,6 @@ import os
 import pathlib
 import re
 import shutil
-import subprocess
 import sys
 import tempfile
 import xml.etree.ElementTree
@@ -96,11 +95,10 @@ class Declarations:
 
     def lines(self):
         for element in self.own:
-            describe = getattr(self, element.tag.lower(), None)
-            if describe:
-                yield from describe(element)
+            if element.tag in DESCRIBE:
+                yield from DESCRIBE[element.tag](self, element)
 
-    def struct(self, element):
+    def record(self, element):
         if element.get("incomplete"):
             return
         name = self.name(element)
@@ -116,8 +114,6 @@ class Declarations:
         for number, slot in enumerate(slots):
             own = self.name(slot).removeprefix(f"{name}::")
             yield f"{name}: virtual function {number} is {own}: {self.signature(slot)}"
-
-    class_ = union = struct
 
     def field(self, element):
         public = element.get("access") == "public"  # what others are called is nobody's business
@@ -141,13 +137,18 @@ class Declarations:
             return  # no affair of programs that are built already
         if element.get("virtual") and not element.get("overrides"):
             return  # stands among the virtual functions
-        static = "static " if element.get("static") else ""
-        yield f"{static}{self.name(element)}: {self.signature(element)}"
-
-    method = constructor = destructor = operatormethod = operatorfunction = converter = function
+        static = ", static" if element.get("static") else ""
+        yield f"{self.name(element)}: {self.signature(element)}{static}"
 
 
-setattr(Declarations, "class", Declarations.struct)
+DESCRIBE = {
+    **dict.fromkeys(("Class", "Struct", "Union"), Declarations.record),
+    "Field": Declarations.field,
+    "Enumeration": Declarations.enumeration,
+    "Variable": Declarations.variable,
+    **dict.fromkeys(("Function", "OperatorFunction", "Method", "OperatorMethod", "Converter", "Constructor",
+                     "Destructor"), Declarations.function),
+}
 
 
 def facts(include, compiler):
