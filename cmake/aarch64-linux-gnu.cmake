@@ -8,6 +8,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-set(CMAKE_CROSSCOMPILING_EMULATOR "qemu-aarch64;-L;/usr/aarch64-linux-gnu")
+# The loader is named, since an emulator that is given a system root looks there for "/" as well.
+set(CMAKE_CROSSCOMPILING_EMULATOR
+  "qemu-aarch64;/usr/aarch64-linux-gnu/lib/ld-linux-aarch64.so.1;--library-path;/usr/aarch64-linux-gnu/lib")
 # The modules are built when their libraries are installed for this architecture too.
 set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/aarch64-linux-gnu/pkgconfig:/usr/share/pkgconfig)

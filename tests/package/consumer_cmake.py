@@ -1,24 +1,33 @@
-"""consumer_cmake.py PREFIX BUILD LANGUAGES C-COMPILER CXX-COMPILER PROGRAM…: a project of a client finds the package
-with CMake, builds and passes its tests. With LANGUAGES C it has no C++ compiler; with CXX it builds both kinds of
-program."""
+"""consumer_cmake.py PREFIX BUILD LANGUAGE C-COMPILER CXX-COMPILER PROGRAM…: a project of a client finds the package
+with CMake, builds and passes its tests, at each level of LANGUAGE and with each compiler. With LANGUAGE C it has no C++
+compiler; with CXX it builds both kinds of program."""
 
 import os
 import shutil
 import sys
 
-from support import output_of
+from support import compilers, output_of
 
-prefix, build, languages, c_compiler, cxx_compiler, *programs = sys.argv[1:]
-if languages == "C":
+# Without a level the package asks for the one that it needs.
+LEVELS = {"C": ["11"], "CXX": [None, "20", "23"]}
+
+prefix, build, language, *own, programs = *sys.argv[1:6], sys.argv[6:]
+if language == "C":
     programs = [program for program in programs if program.endswith(".c")]
+consumer = os.path.join(os.path.dirname(os.path.abspath(__file__)), "consumer")
+languages = ["C"] if language == "C" else ["C", "CXX"]
 shutil.rmtree(build, ignore_errors=True)
-compilers = {"C": [f"-DCMAKE_C_COMPILER={c_compiler}"]}
-compilers["CXX"] = [*compilers["C"], f"-DCMAKE_CXX_COMPILER={cxx_compiler}"]
-output_of(
-    "cmake", "-S", os.path.join(os.path.dirname(os.path.abspath(__file__)), "consumer"), "-B", build, "-G", "Ninja",
-    f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCONSUMER_LANGUAGES={'C' if languages == 'C' else 'C;CXX'}",
-    f"-DCONSUMER_PROGRAMS={';'.join(programs)}",
-    *compilers[languages],
-)
-output_of("cmake", "--build", build)
-output_of("ctest", "--test-dir", build, "--output-on-failure", "--no-tests=error", env={"LD_LIBRARY_PATH": ""})
+for pair in compilers(*own):
+    for level in LEVELS[language]:
+        folder = os.path.join(build, f"{os.path.basename(pair[0])}-{level}")
+        options = [f"-DCMAKE_{name}_COMPILER={compiler}" for name, compiler in zip(languages, pair)]
+        if level:
+            options += [f"-DCMAKE_{language}_STANDARD={level}", f"-DCMAKE_{language}_STANDARD_REQUIRED=ON",
+                        f"-DCMAKE_{language}_EXTENSIONS=OFF"]
+        output_of(
+            "cmake", "-S", consumer, "-B", folder, "-G", "Ninja",
+            f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCONSUMER_LANGUAGES={';'.join(languages)}",
+            f"-DCONSUMER_PROGRAMS={';'.join(programs)}", *options,
+        )
+        output_of("cmake", "--build", folder)
+        output_of("ctest", "--test-dir", folder, "--output-on-failure", "--no-tests=error", env={"LD_LIBRARY_PATH": ""})

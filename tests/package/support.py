@@ -1,6 +1,7 @@
 """What the tests of the package share: running a program, and failing with a message."""
 
 import os
+import shutil
 import subprocess
 import sys
 
@@ -15,6 +16,12 @@ def output_of(*command, **options):
     if done.returncode != 0:
         sys.exit(f"{' '.join(map(str, command))}: exit status {done.returncode}\n{done.stdout}")
     return done.stdout
+
+
+def compilers(*own):
+    """Pairs of a C and a C++ compiler: the @own one, and those of both families that the machine has."""
+    pairs = own, ("gcc", "g++"), ("clang-19", "clang++-19")
+    return list({shutil.which(pair[1]): pair for pair in pairs if shutil.which(pair[1])}.values())
 
 
 def report(failures):

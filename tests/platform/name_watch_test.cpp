@@ -128,7 +128,7 @@ int changeHostName() {
   return 0;
 }
 
-TEST(HostName, IsWatchedAndNotForgottenWhoeverAsks) {
+TEST(HostNameDeathTest, IsWatchedAndNotForgottenWhoeverAsks) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   int result = 0;
   EXPECT_EXIT(
