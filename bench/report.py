@@ -32,16 +32,16 @@ one of times to the floor's, whatever the unit: 1 is as quick as the least that 
 
 
 def output_of(*command):
-    """Empty where the program is not there or fails."""
+    """Empty where the program is not there."""
     try:
-        return subprocess.run(command, cwd=ROOT, capture_output=True, text=True, check=True).stdout.strip()
-    except (OSError, subprocess.CalledProcessError):
+        return subprocess.run(command, cwd=ROOT, capture_output=True, text=True, check=False).stdout.strip()
+    except OSError:
         return ""
 
 
 def field(file, name):
-    """What stands behind the first "NAME:" or "NAME=" in @file."""
-    found = re.search(rf"^{re.escape(name)}\s*[:=]\s*(.*)$", pathlib.Path(file).read_text(encoding="utf-8"), re.M)
+    """What stands behind the first "NAME:" in @file."""
+    found = re.search(rf"^{name}\s*:\s*(.*)$", pathlib.Path(file).read_text(encoding="utf-8"), re.M)
     return found[1] if found else ""
 
 
@@ -52,9 +52,9 @@ def processor():
 
 
 def compiler(build):
-    program = field(build / "CMakeCache.txt", "CMAKE_CXX_COMPILER:FILEPATH")
     commands = json.loads((build / "compile_commands.json").read_text(encoding="utf-8"))
     words = shlex.split(next(entry["command"] for entry in commands if entry["file"].endswith("/NSRunLoop.cpp")))
+    program = next(word for word in words if not word.endswith("ccache"))
     flags = [word for word in words if re.match(r"-(O|f|m|std|g|U_|D_)", word)]
     return f"{output_of(program, '--version').splitlines()[0]}, `{' '.join(flags)}`"
 
@@ -73,7 +73,7 @@ def description(build, load):
         "processor": processor(),
         "memory": f"{int(field('/proc/meminfo', 'MemTotal').split()[0]) / 2**20:.1f} GiB",
         "kernel": f"{platform.system()} {platform.release()}",
-        "distribution": f"{platform.freedesktop_os_release().get('PRETTY_NAME', '?')}, "
+        "distribution": f"{platform.freedesktop_os_release().get('PRETTY_NAME', '?')} "
                         f"{pathlib.Path('/etc/debian_version').read_text(encoding='utf-8').strip()}",
         "compiler": compiler(build),
         "source": output_of("git", "describe", "--always", "--dirty", "--abbrev=10") or "not in git",

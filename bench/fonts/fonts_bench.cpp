@@ -95,27 +95,18 @@ void listByName(const std::string& name) {
   FcPatternDestroy(wanted);
 }
 
-/// The font of the user interface, as fontconfig matches it.
-void matchSystemFont() {
-  FcPattern* const wanted = FcPatternCreate();
-  FcPatternAddString(wanted, FC_FAMILY, reinterpret_cast<const FcChar8*>("system-ui"));
-  FcConfigSubstitute(nullptr, wanted, FcMatchPattern);
-  FcDefaultSubstitute(wanted);
-  FcResult result;
-  FcPatternDestroy(FcFontMatch(nullptr, wanted, &result));
-  FcPatternDestroy(wanted);
-}
-
 void measureFonts(const NSFont::Pointer& font, int turns) {
   constexpr int kMany = 10'000;
   constexpr int kFew = 20;
   const std::string name = font->fontName();
   const jv::bench::Subject subject("Fonts", "µs");
-  subject.compare("a variant, asked for again",
+  subject.compare("asked for again",
                   {
                       {Who::kFloor, "copy of a shared pointer",
                        averageOf(kMany, [&] { sink = NSFont::Pointer(font)->pointSize(); })},
                       {Who::kOurs, "boldFont", averageOf(kMany, [&] { sink = font->boldFont()->pointSize(); })},
+                      {Who::kOurs, "systemFontOfSize",
+                       averageOf(kMany, [] { sink = NSFont::systemFontOfSize(kSize)->pointSize(); })},
                   },
                   turns);
   subject.compare(
@@ -127,13 +118,6 @@ void measureFonts(const NSFont::Pointer& font, int turns) {
            averageOf(kFew, [&] { sink = NSFont::fontWithName(name, kSize)->boldFont()->pointSize(); })},
       },
       turns);
-  subject.compare("the system font",
-                  {
-                      {Who::kFloor, "fontconfig's match, by hand", averageOf(kFew, matchSystemFont)},
-                      {Who::kOurs, "systemFontOfSize",
-                       averageOf(kFew, [] { sink = NSFont::systemFontOfSize(kSize)->pointSize(); })},
-                  },
-                  turns);
 }
 
 void measureTexts(const NSFont::Pointer& font, int turns) {

@@ -41,7 +41,7 @@ void printRow(const char* what, const std::string& name, const std::optional<Res
   const auto shown = [](const std::optional<Result>& pair, double Result::*part) {
     return pair ? text((*pair).*part) : std::string();
   };
-  std::printf("| %-24s | %-34s | %17s | %6s | %9s | %6s |\n", what, name.c_str(),
+  std::printf("| %-26s | %-34s | %17s | %6s | %9s | %6s |\n", what, name.c_str(),
               result ? text(result->median).c_str() : "not measured here", shown(ratio, &Result::median).c_str(),
               shown(result, &Result::best).c_str(), shown(ratio, &Result::best).c_str());
 }

@@ -113,11 +113,14 @@ class ChartTest(unittest.TestCase):
                 for index, group in enumerate(picture.rows):
                     label = group.find(f"{SVG}text")
                     begin, end = picture.bar(index)
-                    self.assertGreaterEqual(float(label.get("x")) - 6.5 * len(label.text), 0)
+                    self.assertGreaterEqual(float(label.get("x")) - 6.8 * len(label.text), 0)
                     self.assertGreater(begin, float(label.get("x")))
                     self.assertGreater(end, begin)
                     self.assertGreaterEqual(float(picture.value(index).get("x")), end)
-                    self.assertLessEqual(float(picture.value(index).get("x")) + 6.5 * len(picture.said(index)), width)
+                for text in picture.root.iter(f"{SVG}text"):
+                    if not {"end", "middle"} & set(text.get("class", "").split()):
+                        said = " ".join("".join(text.itertext()).split())
+                        self.assertLessEqual(float(text.get("x")) + 6.8 * len(said), width)
                 self.assertGreaterEqual(len(picture.ticks()), 2)
                 self.assertLessEqual(len(picture.ticks()), 12)
                 for element in picture.root.iter():
