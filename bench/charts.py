@@ -13,7 +13,7 @@ import xml.etree.ElementTree as ET
 
 WIDTH, MARGIN, GAP = 760, 24, 10
 ROW, BAR, GROUP = 22, 12, 30  # heights
-CHARACTER = 7.4  # what a character takes at most on average, in fonts that are wide
+CHARACTER = 7.8  # what a character takes at most on average, in fonts that are wide
 FAR_APART = 15
 WHO = {"floor": "floor: the least that does it", "ours": "this library", "peer": "others"}
 STYLE = """

@@ -150,7 +150,7 @@ int main(int argc, char** argv) {
   const int rounds = isShort ? 3 : 9;
   const std::size_t megabytes = isShort ? 8 : 64;
   const std::vector<Text> texts = jv::bench::makeTexts(megabytes << 20);
-  const std::vector<Meters> meters = metersOf(texts, isShort ? 32 : 256, isShort ? 1e6 : 5e7);
+  const std::vector<Meters> meters = metersOf(texts, isShort ? 32 : 256, isShort ? 1e6 : 2e7);
   const std::string large = std::to_string(megabytes) + " MB in memory";
 
   const Subject largeDetections("Detecting the encoding, " + large, "GB/s", jv::bench::Better::kMore);
