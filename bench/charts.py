@@ -15,7 +15,7 @@ WIDTH, MARGIN, GAP = 760, 24, 10
 ROW, BAR, GROUP = 22, 12, 30  # heights
 CHARACTER = 7.8  # what a character takes at most on average, in fonts that are wide
 FAR_APART = 15
-WHO = {"floor": "floor: the least that does it", "ours": "this library", "peer": "others"}
+WHO = {"floor": "floor: the plainest way", "ours": "this library", "peer": "others"}
 STYLE = """
   text { font: 12px system-ui, -apple-system, 'Segoe UI', 'DejaVu Sans', sans-serif; fill: #1f2328 }
   .title { font-size: 16px; font-weight: 600 }

@@ -28,7 +28,7 @@ ROOMS = [
     ("fonts", "Fonts and the size of a text", [[]]),
 ]
 READING = """Figures of a kind were measured in turns, so that whatever else the machine did struck all of them. A ratio is
-one of times to the floor's, whatever the unit: 1 is as quick as the least that does the same, 2 takes twice as long."""
+one of times to the floor's, whatever the unit: 1 is as quick as the plainest way, 2 takes twice as long."""
 
 
 def output_of(*command):
@@ -66,7 +66,8 @@ def packages():
     return re.findall(r"^installed (.*)$", there, re.M)
 
 
-def description(build, load):
+def description(build):
+    """Rows of a table, taken before anything is measured."""
     now = datetime.datetime.now(datetime.timezone.utc)
     rows = {
         "date": f"{now:%d %B %Y, %H:%M} UTC",
@@ -77,9 +78,8 @@ def description(build, load):
                         f"{pathlib.Path('/etc/debian_version').read_text(encoding='utf-8').strip()}",
         "compiler": compiler(build),
         "source": output_of("git", "describe", "--always", "--dirty", "--abbrev=10") or "not in git",
-        "load average": f"{load[0]:.2f} in the minute before (with the build, where there was one), "
-                        f"{os.getloadavg()[0]:.2f} in the last minute of the measurements",
         "packages": ", ".join(packages()),
+        "load average before": f"{os.getloadavg()[0]:.2f}, with the build, where there was one",
     }
     return "".join(f"| {name} | {value} |\n" for name, value in rows.items())
 
@@ -125,11 +125,12 @@ def measured(build, out, options):
 
 def main():
     build, out, options = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]), sys.argv[3:]
-    load = os.getloadavg()
+    machine = description(build)
     (out / "charts").mkdir(parents=True, exist_ok=True)
     sections, fine = measured(build, out, options)
     length = "A short run: few rounds, small sizes; enough to see that nothing broke.\n\n" if options else ""
-    head = f"# Benchmarks\n\n{length}{READING}\n\n| machine | |\n|---|---|\n{description(build, load)}"
+    machine += f"| load average at the end | {os.getloadavg()[0]:.2f} |\n"
+    head = f"# Benchmarks\n\n{length}{READING}\n\n| machine | |\n|---|---|\n{machine}"
     (out / "report.md").write_text(head + sections, encoding="utf-8")
     print(f"\n{out / 'report.md'}")
     return 0 if fine else 1
