@@ -119,7 +119,8 @@ class Chart:
         panel = self.add("rect", x=0.5, y=0.5, width=WIDTH - 1, rx=8, class_="panel")
         self.add("text", self.subject, x=MARGIN, y=34, class_="title")
         scale = "; the scale is logarithmic" if self.scale.is_logarithmic else ""
-        self.add("text", f"Time as a multiple of the floor's{scale}. Shorter is faster.", x=MARGIN, y=54, class_="muted")
+        self.add("text", f"Time as a multiple of the floor's{scale}. Shorter is faster.",
+                 x=MARGIN, y=54, class_="muted")
         self.draw_legend(77)
         top = 92
         axis = self.add("g")  # below the bars
@@ -138,7 +139,8 @@ class Chart:
             return f"{row['name']} {times}{number(row['median'])} {row['unit']}"
 
         cases = dict.fromkeys(row["case"] for row in self.rows)
-        return " ".join(f"{case}: {'; '.join(said(row) for row in self.rows if row['case'] == case)}." for case in cases)
+        return " ".join(f"{case}: {'; '.join(said(row) for row in self.rows if row['case'] == case)}."
+                        for case in cases)
 
     def draw_legend(self, y):
         x = MARGIN

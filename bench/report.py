@@ -27,8 +27,8 @@ ROOMS = [
                              for starter in ("x_server.py", "wayland_compositor.py")]),
     ("fonts", "Fonts and the size of a text", [[]]),
 ]
-READING = """Figures of a kind were measured in turns, so that whatever else the machine did struck all of them. A ratio is
-one of times to the floor's, whatever the unit: 1 is as quick as the plainest way, 2 takes twice as long."""
+READING = """Figures of a kind were measured in turns, so that whatever else the machine did struck all of them. A
+ratio is one of times to the floor's, whatever the unit: 1 is as quick as the plainest way, 2 takes twice as long."""
 
 
 def output_of(*command):
