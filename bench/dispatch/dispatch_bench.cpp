@@ -1,9 +1,6 @@
 // What queues, the dispatcher and the main run loop cost, next to the least that does the same and to other libraries.
-// The candidates take turns, so that whatever else the machine does strikes all of them; a row is the median and the
-// best time, each with its ratio to the first row's.
 //
 //   bench_dispatch [--short] [--rounds N]
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -39,9 +36,14 @@
 #include <JorvaneFoundation/dispatch/JVDispatch.h>
 #include <JorvaneFoundation/dispatch/NSRunLoop.h>
 
+#include "support/report.h"
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using jv::bench::Measure;
+using jv::bench::Subject;
+using jv::bench::Who;
 using JVFoundation::DispatchQueue;
 using JVFoundation::NSRunLoop;
 
@@ -145,34 +147,6 @@ class BareQueue {
 
 // ---------------------------------------------------------------------------------------------------------------------
 
-/// One way of doing a thing; `run` returns nanoseconds for one.
-struct Candidate {
-  const char* name;
-  std::function<double()> run;
-};
-
-double median(std::vector<double> values) {
-  std::ranges::sort(values);
-  return values[values.size() / 2];
-}
-
-void compare(const char* title, const std::vector<Candidate>& candidates, int rounds) {
-  std::printf("%s\n", title);
-  std::vector<std::vector<double>> times(candidates.size());
-  for (int round = 0; round <= rounds; ++round) {
-    for (std::size_t i = 0; i < candidates.size(); ++i) {
-      const double time = candidates[i].run();
-      if (round > 0) times[i].push_back(time);  // the first one warms up
-    }
-  }
-  for (std::size_t i = 0; i < candidates.size(); ++i) {
-    const double best = std::ranges::min(times[i]);
-    std::printf("  %-34s %9.1f ns %6.2f x   best %9.1f ns %6.2f x\n", candidates[i].name, median(times[i]),
-                median(times[i]) / median(times[0]), best, best / std::ranges::min(times[0]));
-  }
-  std::fflush(stdout);
-}
-
 template <class Work>
 double nanosecondsFor(std::size_t count, Work work) {
   const auto start = Clock::now();
@@ -232,39 +206,41 @@ class GLibThread {
 };
 #endif
 
-void compareThroughput(int producers, std::size_t pieces, int rounds) {
+void compareThroughput(const Subject& subject, int producers, std::size_t pieces, int rounds) {
   BareQueue::Pool pool;
   BareQueue bare(pool);
   const DispatchQueue queue = DispatchQueue::create();
-  std::vector<Candidate> candidates = {
-      {"floor: bare queue on two threads",
-       [&] { return throughput(producers, pieces, [&](auto work) { bare.post(work); }); }},
-      {"DispatchQueue", [&] { return throughput(producers, pieces, [&](auto work) { queue.async(work); }); }},
-  };
+  Measure strandPost, contextInvoke, queuedCall;
 #ifdef WITH_ASIO
   asio::thread_pool asioPool(2);
   auto strand = asio::make_strand(asioPool);
-  candidates.push_back(
-      {"Asio strand", [&] { return throughput(producers, pieces, [&](auto work) { asio::post(strand, work); }); }});
+  strandPost = [&] { return throughput(producers, pieces, [&](auto work) { asio::post(strand, work); }); };
 #endif
 #ifdef WITH_GLIB
   GLibThread glib;
-  candidates.push_back(
-      {"GMainContext", [&] { return throughput(producers, pieces / 10, [&](auto work) { glib.post(work); }); }});
+  contextInvoke = [&] { return throughput(producers, pieces / 10, [&](auto work) { glib.post(work); }); };
 #endif
 #ifdef WITH_QT
   QThread thread;
   QObject receiver;
   receiver.moveToThread(&thread);
   thread.start();
-  candidates.push_back({"Qt queued call", [&] {
-                          return throughput(producers, pieces / 10, [&](auto work) {
-                            QMetaObject::invokeMethod(&receiver, work, Qt::QueuedConnection);
-                          });
-                        }});
+  queuedCall = [&] {
+    return throughput(producers, pieces / 10,
+                      [&](auto work) { QMetaObject::invokeMethod(&receiver, work, Qt::QueuedConnection); });
+  };
 #endif
-  const std::string title = "serial queue, throughput, " + std::to_string(producers) + " producer(s), per piece";
-  compare(title.c_str(), candidates, rounds);
+  subject.compare(std::to_string(producers) + (producers == 1 ? " producer" : " producers"),
+                  {
+                      {Who::kFloor, "bare queue on two threads",
+                       [&] { return throughput(producers, pieces, [&](auto work) { bare.post(work); }); }},
+                      {Who::kOurs, "DispatchQueue",
+                       [&] { return throughput(producers, pieces, [&](auto work) { queue.async(work); }); }},
+                      {Who::kPeer, "Asio strand", strandPost},
+                      {Who::kPeer, "GMainContext", contextInvoke},
+                      {Who::kPeer, "Qt queued call", queuedCall},
+                  },
+                  rounds);
 #ifdef WITH_QT
   thread.quit();
   thread.wait();
@@ -277,7 +253,7 @@ void compareThroughput(int producers, std::size_t pieces, int rounds) {
 // ---------------------------------------------------------------------------------------------------------------------
 // Hand-over: a piece starts the next one, on another queue and back.
 
-void comparePingPong(std::size_t count, int rounds) {
+void comparePingPong(const Subject& subject, std::size_t count, int rounds) {
   BareQueue::Pool pool;
   BareQueue bare[2] = {BareQueue(pool), BareQueue(pool)};
   const DispatchQueue queues[2] = {DispatchQueue::create(), DispatchQueue::create()};
@@ -299,19 +275,22 @@ void comparePingPong(std::size_t count, int rounds) {
       game.done.acquire();
     });
   };
-  std::vector<Candidate> candidates = {
-      {"floor: bare queue on two threads",
-       [&] { return pingPong([&](std::size_t to, auto work) { bare[to].post(work); }); }},
-      {"DispatchQueue", [&] { return pingPong([&](std::size_t to, auto work) { queues[to].async(work); }); }},
-  };
+  Measure strandPost;
 #ifdef WITH_ASIO
   asio::thread_pool asioPool(2);
   asio::strand<asio::thread_pool::executor_type> strands[2] = {asio::make_strand(asioPool),
                                                                asio::make_strand(asioPool)};
-  candidates.push_back(
-      {"Asio strand", [&] { return pingPong([&](std::size_t to, auto work) { asio::post(strands[to], work); }); }});
+  strandPost = [&] { return pingPong([&](std::size_t to, auto work) { asio::post(strands[to], work); }); };
 #endif
-  compare("two queues that hand over to each other, per piece", candidates, rounds);
+  subject.compare("two that hand over",
+                  {
+                      {Who::kFloor, "bare queue on two threads",
+                       [&] { return pingPong([&](std::size_t to, auto work) { bare[to].post(work); }); }},
+                      {Who::kOurs, "DispatchQueue",
+                       [&] { return pingPong([&](std::size_t to, auto work) { queues[to].async(work); }); }},
+                      {Who::kPeer, "Asio strand", strandPost},
+                  },
+                  rounds);
 #ifdef WITH_ASIO
   asioPool.join();
 #endif
@@ -320,7 +299,7 @@ void comparePingPong(std::size_t count, int rounds) {
 // ---------------------------------------------------------------------------------------------------------------------
 // The main loop: another thread hands a piece to the main thread, which waits, and gets an answer.
 
-void compareHandOver(std::size_t count, int rounds) {
+void compareMainLoop(std::size_t count, int rounds) {
   std::binary_semaphore answered(0);
   // The thread that asks, beside whatever the main thread does.
   const auto ask = [&](auto post, auto serve) {
@@ -343,62 +322,79 @@ void compareHandOver(std::size_t count, int rounds) {
     ::poll(&wanted, 1, -1);
   };
   std::size_t served = 0;
-  compare("hand-over to the waiting main thread and back",
-          {
-              {"floor: poll on an eventfd",
-               [&] {
-                 return ask([&] { eventfd_write(wake, 1); },
-                            [&] {
-                              for (std::size_t i = 0; i < count; ++i) {
-                                waitFor(wake);
-                                eventfd_t value;
-                                eventfd_read(wake, &value);
-                                answered.release();
-                              }
-                            });
-               }},
-              {"NSRunLoop::run",
-               [&] {
-                 served = 0;
-                 return ask(
-                     [&] {
-                       mainQueue.async([&] {
-                         answered.release();
-                         if (++served == count) loop.stop();
-                       });
-                     },
-                     [&] { loop.run(); });
-               }},
-              {"foreign poll and NSRunLoop::drain",
-               [&] {
-                 served = 0;
-                 return ask(
-                     [&] {
-                       mainQueue.async([&] {
-                         answered.release();
-                         ++served;
-                       });
-                     },
-                     [&] {
-                       while (served < count) {
-                         waitFor(loop.fileDescriptor());
-                         loop.drain();
-                       }
-                     });
-               }},
-          },
-          rounds);
+  const Subject subject("The main run loop", "ns a piece");
+  subject.compare("to it and back, waiting",
+                  {
+                      {Who::kFloor, "poll on an eventfd",
+                       [&] {
+                         return ask([&] { eventfd_write(wake, 1); },
+                                    [&] {
+                                      for (std::size_t i = 0; i < count; ++i) {
+                                        waitFor(wake);
+                                        eventfd_t value;
+                                        eventfd_read(wake, &value);
+                                        answered.release();
+                                      }
+                                    });
+                       }},
+                      {Who::kOurs, "NSRunLoop::run",
+                       [&] {
+                         served = 0;
+                         return ask(
+                             [&] {
+                               mainQueue.async([&] {
+                                 answered.release();
+                                 if (++served == count) loop.stop();
+                               });
+                             },
+                             [&] { loop.run(); });
+                       }},
+                      {Who::kOurs, "foreign poll and NSRunLoop::drain",
+                       [&] {
+                         served = 0;
+                         return ask(
+                             [&] {
+                               mainQueue.async([&] {
+                                 answered.release();
+                                 ++served;
+                               });
+                             },
+                             [&] {
+                               while (served < count) {
+                                 waitFor(loop.fileDescriptor());
+                                 loop.drain();
+                               }
+                             });
+                       }},
+                  },
+                  rounds);
   close(wake);
 
-  compare("main queue, a burst, per piece",
-          {{"async and drain",
-            [&] {
-              return nanosecondsFor(count * 10, [&] {
-                for (std::size_t i = 0; i < count * 10; ++i) mainQueue.async([&served] { ++served; });
-                loop.drain();
-              });
-            }}},
-          rounds);
+  std::mutex mutex;
+  std::vector<std::function<void()>> pieces;
+  const std::size_t burst = 10 * count;
+  subject.compare("a burst to it",
+                  {
+                      {Who::kFloor, "vector of functions, mutex",
+                       [&] {
+                         return nanosecondsFor(burst, [&] {
+                           for (std::size_t i = 0; i < burst; ++i) {
+                             const std::lock_guard lock(mutex);
+                             pieces.emplace_back([&served] { ++served; });
+                           }
+                           for (const auto& piece : pieces) piece();
+                           pieces.clear();
+                         });
+                       }},
+                      {Who::kOurs, "async and drain",
+                       [&] {
+                         return nanosecondsFor(burst, [&] {
+                           for (std::size_t i = 0; i < burst; ++i) mainQueue.async([&served] { ++served; });
+                           loop.drain();
+                         });
+                       }},
+                  },
+                  rounds);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -407,22 +403,23 @@ void compareFlag(std::size_t count, int rounds) {
   const JVDispatch dispatcher("flag");
   std::atomic<int> word = 0;
   std::size_t stopped = 0;
-  compare("asking for the flag",
-          {
-              {"floor: one atomic exchange",
-               [&] {
-                 return nanosecondsFor(count, [&] {
-                   for (std::size_t i = 0; i < count; ++i) stopped += word.exchange(1) != 0;
-                 });
-               }},
-              {"JVDispatch::isStopped",
-               [&] {
-                 return nanosecondsFor(count, [&] {
-                   for (std::size_t i = 0; i < count; ++i) stopped += dispatcher.isStopped();
-                 });
-               }},
-          },
-          rounds);
+  Subject("The stop flag", "ns")
+      .compare("asking for it",
+               {
+                   {Who::kFloor, "one atomic exchange",
+                    [&] {
+                      return nanosecondsFor(count, [&] {
+                        for (std::size_t i = 0; i < count; ++i) stopped += word.exchange(1) != 0;
+                      });
+                    }},
+                   {Who::kOurs, "JVDispatch::isStopped",
+                    [&] {
+                      return nanosecondsFor(count, [&] {
+                        for (std::size_t i = 0; i < count; ++i) stopped += dispatcher.isStopped();
+                      });
+                    }},
+               },
+               rounds);
 }
 
 void measureIdleDispatchers() {
@@ -435,8 +432,8 @@ void measureIdleDispatchers() {
       dispatchers.emplace_back(labelled ? std::optional<std::string_view>("search") : std::nullopt);
     }
     const std::size_t each = (mallinfo2().uordblks - before) / kCount + sizeof(JVDispatch);
-    std::printf("idle dispatcher, %s: %zu bytes with object, queue and flag\n", labelled ? "labelled" : "no label",
-                each);
+    std::printf("%s- An idle dispatcher, %s: %zu bytes with object, queue and flag.\n", labelled ? "" : "\n",
+                labelled ? "labelled" : "no label", each);
   }
 }
 
@@ -456,10 +453,11 @@ int main(int argc, char** argv) {
 #ifdef WITH_QT
   const QCoreApplication application(argc, argv);
 #endif
-  measureIdleDispatchers();
+  const Subject queues("Serial queues", "ns a piece");
+  compareThroughput(queues, 1, 20'000 * scale, rounds);
+  compareThroughput(queues, 2, 20'000 * scale, rounds);
+  comparePingPong(queues, 500 * scale, rounds);
+  compareMainLoop(1'000 * scale, rounds);
   compareFlag(100'000 * scale, rounds);
-  compareThroughput(1, 20'000 * scale, rounds);
-  compareThroughput(2, 20'000 * scale, rounds);
-  comparePingPong(500 * scale, rounds);
-  compareHandOver(1'000 * scale, rounds);
+  measureIdleDispatchers();
 }

@@ -4,7 +4,7 @@
 //   bench_fileevents [--short] [--in FOLDER] [--sizes N,N,…] [--rounds N] [--no-peers] [--burst] [--cold]
 //
 // Trees are made in FOLDER (the folder for temporary files; tmpfs is best) with 10 folders in a folder and 3 files in
-// each. Rounds take turns; a row is the best and the median of them. --burst writes 200,000 files into new folders and
+// each. --burst writes 200,000 files into new folders and
 // counts what was not told of. --cold drops the system's caches before each round, as root alone can.
 #include <algorithm>
 #include <array>
@@ -41,10 +41,12 @@
 #include <JorvaneFoundation/fileevents/JVFileEventer.h>
 
 #include "platform/linux/event_stream/Batch.h"
+#include "support/report.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using jv::bench::Who;
 using Clock = std::chrono::steady_clock;
 
 double millisecondsSince(Clock::time_point begin) {
@@ -199,7 +201,7 @@ class Recorder : public JVFileEventerDelegate {
 /// Milliseconds until a tool that is started says @p mark on its standard error, or output, all of which then goes to
 /// @p copy. None without the tool.
 std::optional<double> timeUntilSaid(const std::vector<std::string>& command, const std::string& mark,
-                                    std::FILE* copy = nullptr) {
+                                    std::string* copy = nullptr) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) < 0) std::abort();
   posix_spawn_file_actions_t actions;
@@ -221,7 +223,7 @@ std::optional<double> timeUntilSaid(const std::vector<std::string>& command, con
     said.append(buffer.data(), static_cast<std::size_t>(size));
     if (said.find(mark) == std::string::npos) continue;
     taken = millisecondsSince(begin);
-    if (copy) std::fputs(said.c_str(), copy);
+    if (copy) *copy = said;
     break;
   }
   close(ends[0]);
@@ -270,77 +272,67 @@ void dropCaches() {
   std::ofstream("/proc/sys/vm/drop_caches") << 3;
 }
 
-struct Row {
-  const char* name;
-  std::function<std::optional<double>()> run;
-  std::vector<double> times{};
-};
-
-void measureSetUp(const Options& options, std::size_t folders) {
+/// What is to be said below the table.
+std::string measureSetUp(const jv::bench::Subject& subject, const Options& options, std::size_t folders) {
   const Tree tree(options.in, folders);
   std::vector<double> teardowns;
-  Row rows[] = {
-      {"bare walk",
-       [&]() -> std::optional<double> {
+  std::string notes;
+  const auto measured = [&](std::function<std::optional<double>()> milliseconds) -> jv::bench::Measure {
+    return [=, &options]() -> std::optional<double> {
+      if (options.cold) dropCaches();
+      const auto taken = milliseconds();
+      malloc_trim(0);
+      // The kernel gives the watches of the one before back while the next one begins.
+      std::this_thread::sleep_for(std::chrono::microseconds(folders * 3));
+      if (!taken) return std::nullopt;
+      return *taken * 1e3 / static_cast<double>(folders);
+    };
+  };
+  std::vector<jv::bench::Candidate> candidates{
+      {Who::kFloor, "bare walk", measured([&] {
          const auto begin = Clock::now();
          const Floor floor(tree.path());
          const double taken = millisecondsSince(begin);
          if (floor.count() < folders)
-           std::puts("  the limit of watches was reached: raise fs.inotify.max_user_watches");
+           notes = "- The limit of watches was reached: raise fs.inotify.max_user_watches.\n";
          return taken;
-       }},
-      {"JVFileEventer",
-       [&]() -> std::optional<double> {
+       })},
+      {Who::kOurs, "JVFileEventer", measured([&] {
          const auto begin = Clock::now();
          auto watcher = std::make_unique<JVFileEventer>(std::make_shared<Recorder>(), std::vector{tree.path()}, false);
          const double taken = millisecondsSince(begin);
-         if (const auto problem = watcher->problem()) std::printf("  %s\n", problem->c_str());
+         if (const auto problem = watcher->problem()) notes = "- " + *problem + "\n";
          const auto end = Clock::now();
          watcher = nullptr;
          teardowns.push_back(millisecondsSince(end));
          return taken;
-       }},
-      {"inotifywait",
-       [&] {
-         return timeUntilSaid({"inotifywait", "-r", "-m", tree.path()}, "Watches established");
-       }},
-      {"watchman", [&] { return timeOfWatchman(tree.path()); }},
+       })},
   };
-  for (int round = 0; round < options.rounds; ++round) {
-    for (Row& row : std::span(rows).first(options.peers ? std::size(rows) : 2)) {
-      if (options.cold) dropCaches();
-      if (const auto taken = row.run()) row.times.push_back(*taken);
-      malloc_trim(0);
-      // The kernel gives the watches of the one before back while the next one begins.
-      std::this_thread::sleep_for(std::chrono::microseconds(folders * 3));
-    }
+  if (options.peers) {
+    candidates.push_back({Who::kPeer, "inotifywait", measured([&] {
+                            return timeUntilSaid({"inotifywait", "-r", "-m", tree.path()}, "Watches established");
+                          })});
+    candidates.push_back({Who::kPeer, "watchman", measured([&] { return timeOfWatchman(tree.path()); })});
   }
-  std::printf("\nset-up of %zu folders, us a folder%s\n", folders, options.cold ? ", cold caches" : "");
-  for (Row& row : rows) std::ranges::sort(row.times);
-  for (const Row& row : rows) {
-    if (row.times.empty()) {
-      if (options.peers) std::printf("  %-16s not there\n", row.name);
-      continue;
-    }
-    const double best = row.times.front();
-    const double median = row.times[row.times.size() / 2];
-    std::printf("  %-16s best %7.2f  %6.2f x   median %7.2f  %6.2f x\n", row.name,
-                best * 1e3 / static_cast<double>(folders), best / rows[0].times.front(),
-                median * 1e3 / static_cast<double>(folders), median / rows[0].times[rows[0].times.size() / 2]);
-  }
-  std::ranges::sort(teardowns);
-  std::printf("  teardown: median %.3f ms, worst %.3f ms\n", teardowns[teardowns.size() / 2], teardowns.back());
+  const std::string size = std::to_string(folders) + " folders";
+  subject.compare(size + (options.cold ? ", cold caches" : ""), candidates, options.rounds);
 
+  std::ranges::sort(teardowns);
+  std::array<char, 200> text;
+  std::snprintf(text.data(), text.size(), "- %s: teardown median %.3f ms, worst %.3f ms", size.c_str(),
+                teardowns[teardowns.size() / 2], teardowns.back());
   // In a process that has done nothing else.
   const std::string self = fs::read_symlink("/proc/self/exe");
-  timeUntilSaid({self, "--memory", tree.path(), std::to_string(folders)}, "a folder\n", stdout);
+  std::string memory;
+  timeUntilSaid({self, "--memory", tree.path(), std::to_string(folders)}, "a folder\n", &memory);
+  return notes + text.data() + "; " + memory;
 }
 
 void measureMemory(const std::string& tree, double folders) {
   const long before = residentBytes();
   const JVFileEventer watcher(std::make_shared<Recorder>(), {tree}, false);
   malloc_trim(0);
-  std::printf("  memory: %.1f bytes a folder\n", static_cast<double>(residentBytes() - before) / folders);
+  std::printf("memory %.1f bytes a folder\n", static_cast<double>(residentBytes() - before) / folders);
 }
 
 void measureLatency(const Options& options, int count) {
@@ -352,20 +344,21 @@ void measureLatency(const Options& options, int count) {
     const std::string file = tree.path() + "/d3/new" + std::to_string(i);
     const auto begin = Clock::now();
     close(creat(file.c_str(), 0644));
-    if (!recorder->waitFor(file)) std::puts("  a change was not told of");
+    if (!recorder->waitFor(file)) std::puts("- A change was not told of.");
     times.push_back(std::chrono::duration<double, std::milli>(recorder->last() - begin).count());
   }
   std::ranges::sort(times);
   const auto at = [&](double part) {
     return times[static_cast<std::size_t>(part * static_cast<double>(times.size() - 1))];
   };
-  std::printf("\nfirst change to delegate, %d times: median %.2f ms, 99 %% within %.2f ms, worst %.2f ms\n", count,
-              at(0.5), at(0.99), times.back());
+  std::printf(
+      "- From the first change to the delegate, %d times: median %.2f ms, 99 %% within %.2f ms, worst %.2f ms.\n",
+      count, at(0.5), at(0.99), times.back());
 
   const int callsBefore = recorder->calls();
   const auto begin = Clock::now();
   while (millisecondsSince(begin) < 2000) close(creat((tree.path() + "/d1/steady").c_str(), 0644));
-  std::printf("calls a second under steady writing: %.1f\n", (recorder->calls() - callsBefore) / 2.0);
+  std::printf("- Calls a second under steady writing: %.1f.\n", (recorder->calls() - callsBefore) / 2.0);
 
   const auto switches = [] {
     long sum = 0;
@@ -383,7 +376,7 @@ void measureLatency(const Options& options, int count) {
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
   const long before = switches();
   std::this_thread::sleep_for(std::chrono::seconds(2));
-  std::printf("wake-ups of the event thread in 2 s without a change: %ld\n", switches() - before);
+  std::printf("- Wake-ups of the event thread in 2 s without a change: %ld.\n", switches() - before);
 }
 
 void measureBatch() {
@@ -401,7 +394,7 @@ void measureBatch() {
     if (taken.size() != paths.size()) std::abort();
     best = std::min(best, collected);
     if (round == 9) {
-      std::printf("batch of 100,000 paths: %.2f ms to collect in all, %.4f ms to hand over\n", best,
+      std::printf("- A batch of 100,000 paths: %.2f ms to collect in all, %.4f ms to hand over.\n", best,
                   millisecondsSince(taking));
     }
   }
@@ -448,8 +441,9 @@ void measureBurst(const Options& options, int folders) {
     return missed;
   };
   std::printf(
-      "\nburst of %d files in %d new folders in %.0f ms: folders missed %zu, files missed %zu of %zu; "
-      "calls %d, largest %zu\n",
+      "- A burst of %d files in %d new folders in %.0f ms: folders missed %zu, files missed %zu of %zu; calls %d, "
+      "largest "
+      "%zu.\n",
       folders * kFiles, folders, wrote, missedOf(*folderRecorder, made), missedOf(*recorder, files), files.size(),
       recorder->calls(), recorder->largest());
 }
@@ -482,7 +476,10 @@ int main(int argc, char** argv) {
     options.rounds = 3;
   }
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  for (const std::size_t size : options.sizes) measureSetUp(options, size);
+  const jv::bench::Subject subject("Watching a tree", "µs a folder");
+  std::string notes;
+  for (const std::size_t size : options.sizes) notes += measureSetUp(subject, options, size);
+  std::printf("\n%s", notes.c_str());
   measureLatency(options, isShort ? 10 : 100);
   measureBatch();
   if (options.burst || isShort) measureBurst(options, isShort ? 100 : 2000);

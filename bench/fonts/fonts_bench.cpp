@@ -1,6 +1,5 @@
 // What fonts and the size of a text cost, the latter next to Pango's own layout of the same text with fonts that it
-// keeps. The candidates take turns, so that whatever else the machine does strikes all of them; a row is the median and
-// the best time.
+// keeps.
 //
 //   bench_fonts [--short]
 #include <algorithm>
@@ -20,47 +19,31 @@
 #include <JorvaneFoundation/fonts/NSFont.h>
 #include <JorvaneFoundation/fonts/NSString.h>
 
+#include "support/report.h"
+
 namespace {
 
 using namespace JVFoundation;
+using jv::bench::Who;
 using Clock = std::chrono::steady_clock;
 
 constexpr double kSize = 12;
 constexpr double kWidth = 300;
 
-struct Times {
-  double median, best;  // microseconds a call
-};
-
-/// Times of each of @p candidates, in turns of @p calls calls.
-std::vector<Times> measure(const std::vector<std::function<void()>>& candidates, int calls, int turns) {
-  std::vector<std::vector<double>> all(candidates.size());
-  for (int turn = 0; turn < turns; ++turn) {
-    for (std::size_t i = 0; i < candidates.size(); ++i) {
-      const auto start = Clock::now();
-      for (int call = 0; call < calls; ++call) candidates[i]();
-      all[i].push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count() / calls);
-    }
-  }
-  std::vector<Times> results;
-  for (std::vector<double>& times : all) {
-    std::ranges::sort(times);
-    results.push_back({times[times.size() / 2], times.front()});
-  }
-  return results;
-}
-
-void print(const char* what, const Times& times) {
-  std::printf("| %s | %.3f | %.3f |\n", what, times.median, times.best);
+/// Microseconds of a call, from @p calls of them.
+jv::bench::Measure averageOf(int calls, std::function<void()> call) {
+  return [=, all = jv::bench::microsecondsOf([=] {
+               for (int i = 0; i < calls; ++i) call();
+             })] { return *all() / calls; };
 }
 
 /// What is kept, so that no call can be left out.
 volatile double sink;
 
 /// Pango as an application uses it by hand: one font map, a layout for each text.
-class Peer {
+class Floor {
  public:
-  explicit Peer(const char* family) : fonts_(pango_ft2_font_map_new()) {
+  explicit Floor(const char* family) : fonts_(pango_ft2_font_map_new()) {
     pango_ft2_font_map_set_resolution(PANGO_FT2_FONT_MAP(fonts_), 72, 72);
     context_ = pango_font_map_create_context(fonts_);
     pango_context_set_round_glyph_positions(context_, FALSE);
@@ -68,9 +51,9 @@ class Peer {
     pango_font_description_set_family(description_, family);
     pango_font_description_set_absolute_size(description_, kSize * PANGO_SCALE);
   }
-  Peer(const Peer&) = delete;
-  Peer& operator=(const Peer&) = delete;
-  ~Peer() {
+  Floor(const Floor&) = delete;
+  Floor& operator=(const Floor&) = delete;
+  ~Floor() {
     pango_font_description_free(description_);
     g_object_unref(context_);
     g_object_unref(fonts_);
@@ -100,19 +83,41 @@ std::string sentences(int count) {
   return text;
 }
 
-void measureFonts(const NSFont& font, int turns) {
-  const std::string name = font.fontName();
-  std::printf("| | median, µs | best, µs |\n|---|---|---|\n");
-  (void)font.boldFont();
-  const auto cached = [&] { sink = font.boldFont()->pointSize(); };
-  const auto first = [&] { sink = NSFont::fontWithName(name, kSize)->boldFont()->pointSize(); };
-  const auto byName = [&] { sink = NSFont::fontWithName(name, kSize)->pointSize(); };
-  const auto system = [&] { sink = NSFont::systemFontOfSize(kSize)->pointSize(); };
-  print("a variant, kept", measure({cached}, 10'000, turns).front());
-  const auto times = measure({byName, first, system}, 20, turns);
-  print("a font by name", times[0]);
-  print("the same and its first bold variant", times[1]);
-  print("the system font", times[2]);
+/// The files of the faces that bear a PostScript name, as fontconfig lists them.
+void listByName(const std::string& name) {
+  FcPattern* const wanted = FcPatternCreate();
+  FcPatternAddString(wanted, FC_POSTSCRIPT_NAME, reinterpret_cast<const FcChar8*>(name.c_str()));
+  FcObjectSet* const objects = FcObjectSetBuild(FC_FILE, FC_INDEX, nullptr);
+  FcFontSet* const found = FcFontList(nullptr, wanted, objects);
+  sink = found->nfont;
+  FcFontSetDestroy(found);
+  FcObjectSetDestroy(objects);
+  FcPatternDestroy(wanted);
+}
+
+void measureFonts(const NSFont::Pointer& font, int turns) {
+  constexpr int kMany = 10'000;
+  constexpr int kFew = 20;
+  const std::string name = font->fontName();
+  const jv::bench::Subject subject("Fonts", "µs");
+  subject.compare("asked for again",
+                  {
+                      {Who::kFloor, "copy of a shared pointer",
+                       averageOf(kMany, [&] { sink = NSFont::Pointer(font)->pointSize(); })},
+                      {Who::kOurs, "boldFont", averageOf(kMany, [&] { sink = font->boldFont()->pointSize(); })},
+                      {Who::kOurs, "systemFontOfSize",
+                       averageOf(kMany, [] { sink = NSFont::systemFontOfSize(kSize)->pointSize(); })},
+                  },
+                  turns);
+  subject.compare(
+      "a font by name",
+      {
+          {Who::kFloor, "fontconfig's list, by hand", averageOf(kFew, [&] { listByName(name); })},
+          {Who::kOurs, "fontWithName", averageOf(kFew, [&] { sink = NSFont::fontWithName(name, kSize)->pointSize(); })},
+          {Who::kOurs, "fontWithName and its boldFont",
+           averageOf(kFew, [&] { sink = NSFont::fontWithName(name, kSize)->boldFont()->pointSize(); })},
+      },
+      turns);
 }
 
 void measureTexts(const NSFont::Pointer& font, int turns) {
@@ -127,19 +132,15 @@ void measureTexts(const NSFont::Pointer& font, int turns) {
                         {"a paragraph of 400 characters", sentences(6), 20},
                         {"twenty of them", paragraphs, 2},
                         {"one of 8000 characters", sentences(120), 2}};
-  const Peer peer(font->familyName().c_str());
+  const Floor floor(font->familyName().c_str());
   const TextAttributes attributes{{NSFontAttributeName, font}};
-  std::printf(
-      "\n| text | median, µs | best, µs | Pango, median | Pango, best | ratio of the medians |\n"
-      "|---|---|---|---|---|---|\n");
+  const jv::bench::Subject subject("The size of a text", "µs");
   for (const Case& c : cases) {
-    const auto ours = [&] { sink = NSString::sizeWithWidth(c.text, kWidth, attributes).height; };
-    const auto theirs = [&] { sink = peer.height(c.text); };
-    ours();
-    theirs();
-    const auto times = measure({ours, theirs}, c.calls, turns);
-    std::printf("| %s | %.2f | %.2f | %.2f | %.2f | %.2f |\n", c.what, times[0].median, times[0].best, times[1].median,
-                times[1].best, times[0].median / times[1].median);
+    subject.compare(c.what,
+                    {{Who::kFloor, "Pango's layout, by hand", averageOf(c.calls, [&] { sink = floor.height(c.text); })},
+                     {Who::kOurs, "sizeWithWidth",
+                      averageOf(c.calls, [&] { sink = NSString::sizeWithWidth(c.text, kWidth, attributes).height; })}},
+                    turns);
   }
 }
 
@@ -164,15 +165,16 @@ double rate(std::size_t count, int calls, const std::function<void()>& call) {
 void measureThreads(const NSFont::Pointer& font, int calls) {
   const std::string text = sentences(6);
   const TextAttributes attributes{{NSFontAttributeName, font}};
-  std::printf(
-      "\n| threads | kept variants of fonts of their own, a µs | texts of 400 characters, a ms |\n|---|---|---|\n");
+  std::putchar('\n');
   for (std::size_t threads = 1; threads <= std::max(2U, std::thread::hardware_concurrency()); threads *= 2) {
     const double variants = rate(threads, 1000 * calls, [&font] {
       thread_local const NSFont::Pointer own = NSFont::fontWithName(font->fontName(), kSize);
       (void)own->boldFont();
     });
     const double texts = rate(threads, calls, [&] { (void)NSString::sizeWithWidth(text, kWidth, attributes); });
-    std::printf("| %zu | %.1f | %.2f |\n", threads, variants / 1e6, texts / 1e3);
+    std::printf(
+        "- On %zu thread%s: %.1f kept variants of fonts of their own a µs, %.1f texts of 400 characters a ms.\n",
+        threads, threads == 1 ? "" : "s", variants / 1e6, texts / 1e3);
   }
 }
 
@@ -186,8 +188,8 @@ int main(int argc, char** argv) {
     std::fputs("There are no fonts.\n", stderr);
     return 1;
   }
-  std::printf("With %s.\n\n", font->displayName().c_str());
-  measureFonts(*font, isShort ? 5 : 51);
+  std::printf("\nWith %s.\n", font->displayName().c_str());
+  measureFonts(font, isShort ? 5 : 51);
   measureTexts(font, isShort ? 5 : 51);
   measureThreads(font, isShort ? 50 : 2000);
 }

@@ -1,12 +1,8 @@
-// What passwords cost on a real password service, next to the same exchanges as bare sd-bus calls and to libsecret. The
-// candidates take turns; a row is the median and the best time, each with its ratio to the first row.
+// What passwords cost on a real password service, next to the same exchanges as bare sd-bus calls and to libsecret.
 //
 //   bench_keychain [--short]
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -20,15 +16,13 @@
 
 #include "bare_service.h"
 #include "keychain/password_service.h"
+#include "support/report.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-struct Candidate {
-  const char* name;
-  std::function<void(int round)> run;
-};
+using jv::bench::Measure;
+using jv::bench::microsecondsOf;
+using jv::bench::Who;
 
 constexpr const char* kSchema = "org.gnome.keyring.NetworkPassword";
 constexpr int kItems = 12;
@@ -39,31 +33,12 @@ void require(bool holds) {
   std::exit(1);
 }
 
-void compare(const char* title, const std::vector<Candidate>& all, int rounds) {
-  std::printf("%s, %d rounds\n", title, rounds);
-  std::vector<std::vector<double>> times(all.size());
-  for (int round = 0; round < rounds; ++round) {
-    for (std::size_t turn = 0; turn < all.size(); ++turn) {
-      const std::size_t i = (turn + static_cast<std::size_t>(round)) % all.size();
-      const auto begin = Clock::now();
-      all[i].run(round);
-      times[i].push_back(std::chrono::duration<double, std::micro>(Clock::now() - begin).count());
-    }
-  }
-  for (auto& some : times) std::ranges::sort(some);
-  const std::size_t middle = times[0].size() / 2;
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    std::printf("  %-32s %10.1f us %6.2f %12.1f us %6.2f\n", all[i].name, times[i][middle],
-                times[i][middle] / times[0][middle], times[i].front(), times[i].front() / times[0].front());
-  }
-}
-
 std::span<const std::uint8_t> bytesOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
 /// Microseconds of the first read in a process of its own.
-double firstCall() {
+std::optional<double> firstCall() {
   FILE* const program = popen(JV_FIRST_CALL, "r");
   double took = 0;
   require(program != nullptr && std::fscanf(program, "%lf", &took) == 1);
@@ -71,23 +46,40 @@ double firstCall() {
   return took;
 }
 
-void compareFirstCalls(int rounds) {
-  std::printf("first read in a process, %d rounds\n", rounds);
-  std::vector<double> bareTimes, ours;
-  for (int round = 0; round < rounds; ++round) {
-    const auto begin = Clock::now();
-    bare::Service service;
-    service.openSession();
-    require(service.read({{"xdg:schema", kSchema}, {"server", "host-0"}, {"user", "user"}}) > 0);
-    bareTimes.push_back(std::chrono::duration<double, std::micro>(Clock::now() - begin).count());
-    ours.push_back(firstCall());
-  }
-  std::ranges::sort(bareTimes);
-  std::ranges::sort(ours);
-  const std::size_t middle = ours.size() / 2;
-  std::printf("  %-32s %10.1f us        %12.1f us\n", "bare sd-bus, library loaded", bareTimes[middle], bareTimes[0]);
-  std::printf("  %-32s %10.1f us        %12.1f us\n", "passwordForHost, all loading", ours[middle], ours[0]);
-  std::printf("  %-32s %10.1f us        %12.1f us\n", "more", ours[middle] - bareTimes[middle], ours[0] - bareTimes[0]);
+std::string hostOf(const char* who, int round) { return who + std::to_string(round); }
+
+struct Peers {
+  Measure lookUp, search, store;
+};
+
+/// Empty where the library is not there.
+Peers libsecret() {
+  Peers peers;
+#ifdef WITH_LIBSECRET
+  peers.lookUp = microsecondsOf([] {
+    char* const password = secret_password_lookup_sync(SECRET_SCHEMA_COMPAT_NETWORK, nullptr, nullptr, "server",
+                                                       "host-0", "user", "user", nullptr);
+    require(password != nullptr);
+    secret_password_free(password);
+  });
+  peers.search = microsecondsOf([] {
+    SecretService* const client = secret_service_get_sync(SECRET_SERVICE_OPEN_SESSION, nullptr, nullptr);
+    GHashTable* const attributes = g_hash_table_new(g_str_hash, g_str_equal);
+    g_hash_table_insert(attributes, const_cast<char*>("service"), const_cast<char*>("service"));
+    const int flags = SECRET_SEARCH_ALL | SECRET_SEARCH_LOAD_SECRETS;
+    GList* const items = secret_service_search_sync(client, nullptr, attributes, static_cast<SecretSearchFlags>(flags),
+                                                    nullptr, nullptr);
+    require(g_list_length(items) == kItems);
+    g_list_free_full(items, g_object_unref);
+    g_hash_table_unref(attributes);
+    g_object_unref(client);
+  });
+  peers.store = microsecondsOf([] {
+    require(secret_password_store_sync(SECRET_SCHEMA_COMPAT_NETWORK, SECRET_COLLECTION_DEFAULT, "label", "password",
+                                       nullptr, nullptr, "server", "host-1", "user", "user", nullptr) != 0);
+  });
+#endif
+  return peers;
 }
 
 }  // namespace
@@ -104,86 +96,60 @@ int main(int argc, char** argv) {
     require(JVKeychain::saveGenericPassword(bytesOf("password"), "service", std::to_string(at), "/"));
   }
 
-  compareFirstCalls(isShort ? 5 : 50);
-
+  const std::vector<std::pair<const char*, const char*>> attributes{
+      {"xdg:schema", kSchema}, {"server", "host-0"}, {"user", "user"}};
   bare::Service floor;
   floor.openSession();
-  compare("read one internet password",
-          {
-              {"bare sd-bus",
-               [&](int) {
-                 require(floor.read({{"xdg:schema", kSchema}, {"server", "host-0"}, {"user", "user"}}) == 8);
-               }},
-              {"passwordForHost", [](int) { require(JVKeychain::passwordForHost("host-0", "user", 0) == "password"); }},
-#ifdef WITH_LIBSECRET
-              {"libsecret, look-up by attributes",
-               [](int) {
-                 char* const password = secret_password_lookup_sync(SECRET_SCHEMA_COMPAT_NETWORK, nullptr, nullptr,
-                                                                    "server", "host-0", "user", "user", nullptr);
-                 require(password != nullptr);
-                 secret_password_free(password);
-               }},
-#endif
-          },
-          reads);
-
-  compare("read a service with 12 passwords",
-          {
-              {"bare sd-bus, one call at a time",
-               [&](int) {
-                 require(floor.read({{"service", "service"}}) == 8 * kItems);
-               }},
-              {"genericPasswordsWithService",
-               [](int) {
-                 const auto all = JVKeychain::genericPasswordsWithService("service");
-                 require(all && all->dictionary()->size() == kItems);
-               }},
-#ifdef WITH_LIBSECRET
-              {"libsecret, search with secrets",
-               [](int) {
-                 SecretService* const client = secret_service_get_sync(SECRET_SERVICE_OPEN_SESSION, nullptr, nullptr);
-                 GHashTable* const attributes = g_hash_table_new(g_str_hash, g_str_equal);
-                 g_hash_table_insert(attributes, const_cast<char*>("service"), const_cast<char*>("service"));
-                 const int flags = SECRET_SEARCH_ALL | SECRET_SEARCH_LOAD_SECRETS;
-                 GList* const items = secret_service_search_sync(
-                     client, nullptr, attributes, static_cast<SecretSearchFlags>(flags), nullptr, nullptr);
-                 require(g_list_length(items) == kItems);
-                 g_list_free_full(items, g_object_unref);
-                 g_hash_table_unref(attributes);
-                 g_object_unref(client);
-               }},
-#endif
-          },
-          reads / 5);
-
-  compare("save over an internet password",
-          {
-              {"bare sd-bus",
-               [&](int) {
-                 floor.replace({{"xdg:schema", kSchema}, {"server", "host-0"}, {"user", "user"}}, "password");
-               }},
-              {"savePassword", [](int) { require(JVKeychain::savePassword("password", "host-0", "user", 0)); }},
-#ifdef WITH_LIBSECRET
-              {"libsecret, store",
-               [](int) {
-                 require(secret_password_store_sync(SECRET_SCHEMA_COMPAT_NETWORK, SECRET_COLLECTION_DEFAULT, "label",
-                                                    "password", nullptr, nullptr, "server", "host-1", "user", "user",
-                                                    nullptr) != 0);
-               }},
-#endif
-          },
-          writes);
-
-  compare(
-      "save a new internet password",
+  const Peers peers = libsecret();
+  const jv::bench::Subject subject("Passwords in a service", "µs");
+  subject.compare("read one",
+                  {
+                      {Who::kFloor, "bare sd-bus", microsecondsOf([&] { require(floor.read(attributes) == 8); })},
+                      {Who::kOurs, "passwordForHost",
+                       microsecondsOf([] { require(JVKeychain::passwordForHost("host-0", "user", 0) == "password"); })},
+                      {Who::kPeer, "libsecret, look-up", peers.lookUp},
+                  },
+                  reads);
+  subject.compare("read the twelve of a service",
+                  {
+                      {Who::kFloor, "bare sd-bus, call by call", microsecondsOf([&] {
+                         require(floor.read({{"service", "service"}}) == 8 * kItems);
+                       })},
+                      {Who::kOurs, "genericPasswordsWithService", microsecondsOf([] {
+                         const auto all = JVKeychain::genericPasswordsWithService("service");
+                         require(all && all->dictionary()->size() == kItems);
+                       })},
+                      {Who::kPeer, "libsecret, search", peers.search},
+                  },
+                  reads / 5);
+  subject.compare("save over one",
+                  {
+                      {Who::kFloor, "bare sd-bus", microsecondsOf([&] { floor.replace(attributes, "password"); })},
+                      {Who::kOurs, "savePassword",
+                       microsecondsOf([] { require(JVKeychain::savePassword("password", "host-0", "user", 0)); })},
+                      {Who::kPeer, "libsecret, store", peers.store},
+                  },
+                  writes);
+  subject.compare(
+      "save a new one",
       {
-          {"bare sd-bus",
-           [&](int round) {
-             const std::string host = "bare-" + std::to_string(round);
+          {Who::kFloor, "bare sd-bus", microsecondsOf([&, round = 0]() mutable {
+             const std::string host = hostOf("bare-", round++);
              floor.create({{"xdg:schema", kSchema}, {"server", host.c_str()}, {"user", "user"}}, "password");
-           }},
-          {"savePassword",
-           [](int round) { require(JVKeychain::savePassword("password", "new-" + std::to_string(round), "user", 0)); }},
+           })},
+          {Who::kOurs, "savePassword", microsecondsOf([round = 0]() mutable {
+             require(JVKeychain::savePassword("password", hostOf("new-", round++), "user", 0));
+           })},
       },
       writes);
+  subject.compare("first read of a process",
+                  {
+                      {Who::kFloor, "bare sd-bus, loaded already", microsecondsOf([&] {
+                         bare::Service fresh;
+                         fresh.openSession();
+                         require(fresh.read(attributes) > 0);
+                       })},
+                      {Who::kOurs, "passwordForHost, with loading", firstCall},
+                  },
+                  isShort ? 5 : 50);
 }

@@ -26,12 +26,14 @@ long peakMemory() {
 }  // namespace
 
 int main(int argc, char**) {
+  const char* who = "without";
 #ifdef WITH_LIBRARY
   if (JorvaneFoundationVersionNumber < 1) return 1;
+  who = "with";
 #endif
   if (argc == 1) return 0;
   const long peak = peakMemory();
   // One of the descriptors is that of the folder itself.
-  std::printf("%ld KiB at most, %td threads, %td descriptors\n", peak, entriesOf("/proc/self/task"),
-              entriesOf("/proc/self/fd") - 1);
+  std::printf("- A program %s the library holds %ld KiB at most, %td thread, %td descriptors.\n", who, peak,
+              entriesOf("/proc/self/task"), entriesOf("/proc/self/fd") - 1);
 }

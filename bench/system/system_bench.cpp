@@ -1,5 +1,5 @@
 // What loading the library costs, what the facts cost next to a bare question to the kernel, and how soon a change of a
-// link is told. Candidates take turns; a row is the median and the best time.
+// link is told.
 //
 //   bench_system [--short] [--idle SECONDS]
 //
@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <functional>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -34,15 +33,15 @@
 #include <JorvaneFoundation/system/JVUser.h>
 #include <JorvaneFoundation/system/JVUtilities.h>
 
+#include "support/report.h"
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using jv::bench::microsecondsOf;
+using jv::bench::Who;
 using JVFoundation::NSNotificationCenter;
 using JVFoundation::NSRunLoop;
-
-double microsecondsSince(Clock::time_point start) {
-  return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
-}
 
 struct Times {
   std::vector<double> all;
@@ -53,29 +52,6 @@ struct Times {
   }
 };
 
-struct Candidate {
-  const char* name;
-  std::function<void()> run;
-  Times times = {};
-};
-
-void compare(const char* title, std::vector<Candidate> candidates, int rounds) {
-  for (int round = 0; round < rounds; ++round) {
-    for (Candidate& candidate : candidates) {
-      const auto start = Clock::now();
-      candidate.run();
-      candidate.times.all.push_back(microsecondsSince(start));
-    }
-  }
-  std::printf("\n| %s | median µs | ratio | best µs | ratio |\n|---|---:|---:|---:|---:|\n", title);
-  for (Candidate& candidate : candidates) {
-    const double median = candidate.times.at(0.5);
-    const double best = candidate.times.at(0);
-    std::printf("| %s | %.1f | %.2f | %.1f | %.2f |\n", candidate.name, median,
-                median / candidates.front().times.at(0.5), best, best / candidates.front().times.at(0));
-  }
-}
-
 void runProgram(const char* program, const char* argument = nullptr) {
   char* words[] = {const_cast<char*>(program), const_cast<char*>(argument), nullptr};
   pid_t child;
@@ -85,15 +61,14 @@ void runProgram(const char* program, const char* argument = nullptr) {
 }
 
 void compareLoading(int rounds) {
-  compare("start and end of a program",
-          {{"empty C++ program", [] { runProgram(PROBE_WITHOUT); }},
-           {"the same with the library", [] { runProgram(PROBE_WITH); }}},
-          rounds);
-  std::puts("\nwhat they hold, without and with the library:\n");
-  for (int i = 0; i < 3; ++i) {
-    runProgram(PROBE_WITHOUT, "show");
-    runProgram(PROBE_WITH, "show");
-  }
+  jv::bench::Subject("Loading the library", "µs")
+      .compare("start and end of a program",
+               {{Who::kFloor, "empty C++ program", microsecondsOf([] { runProgram(PROBE_WITHOUT); })},
+                {Who::kOurs, "the same with the library", microsecondsOf([] { runProgram(PROBE_WITH); })}},
+               rounds);
+  std::putchar('\n');
+  runProgram(PROBE_WITHOUT, "show");
+  runProgram(PROBE_WITH, "show");
 }
 
 /// Links and IPv4 addresses on a fresh socket, as plainly as can be.
@@ -123,16 +98,19 @@ void dumpLinksAndAddresses() {
 }
 
 void compareFacts(int rounds) {
-  compare("asking for the address",
-          {{"one link and one address dump", dumpLinksAndAddresses},
-           {"ipAddress", [] { static_cast<void>(JVUtilities::ipAddress()); }}},
-          rounds);
-  compare("asking for names",
-          {{"opening a file that is not there", [] { close(open("/etc/no-such-file", O_RDONLY | O_CLOEXEC)); }},
-           {"computerName", [] { static_cast<void>(JVUtilities::computerName()); }},
-           {"computerModel", [] { static_cast<void>(JVUtilities::computerModel()); }},
-           {"userName", [] { static_cast<void>(JVUtilities::userName()); }}},
-          rounds);
+  const jv::bench::Subject subject("Facts", "µs");
+  subject.compare("address",
+                  {{Who::kFloor, "one link and one address dump", microsecondsOf(dumpLinksAndAddresses)},
+                   {Who::kOurs, "ipAddress", microsecondsOf([] { static_cast<void>(JVUtilities::ipAddress()); })}},
+                  rounds);
+  subject.compare(
+      "names",
+      {{Who::kFloor, "opening a file that is not there",
+        microsecondsOf([] { close(open("/etc/no-such-file", O_RDONLY | O_CLOEXEC)); })},
+       {Who::kOurs, "computerName", microsecondsOf([] { static_cast<void>(JVUtilities::computerName()); })},
+       {Who::kOurs, "computerModel", microsecondsOf([] { static_cast<void>(JVUtilities::computerModel()); })},
+       {Who::kOurs, "userName", microsecondsOf([] { static_cast<void>(JVUtilities::userName()); })}},
+      rounds);
 }
 
 /// A link of the program's own that can be switched.
@@ -170,7 +148,7 @@ std::ptrdiff_t descriptors() { return std::distance(std::filesystem::directory_i
 void measureChanges(int flaps) {
   const Link link;
   if (!link.works()) {
-    std::puts("\nchanges of a link: not measured, since no network of its own can be had here");
+    std::puts("\n- Changes of a link: not measured, since no network of its own can be had here.");
     return;
   }
   NSRunLoop& loop = NSRunLoop::mainRunLoop();
@@ -197,8 +175,8 @@ void measureChanges(int flaps) {
     }
   }
   std::printf(
-      "\n%d flaps of a link, each state waited for: told %d times; from the change to the notification median "
-      "%.0f µs, 99 %% %.0f µs, longest %.0f µs\n",
+      "\n- %d flaps of a link, each state waited for: told %d times; from the change to the notification median "
+      "%.0f µs, 99 %% %.0f µs, longest %.0f µs.\n",
       flaps, count - countBefore, times.at(0.5), times.at(0.99), times.at(1));
 
   link.set(false);
@@ -209,8 +187,8 @@ void measureChanges(int flaps) {
     link.set(true);
   }
   loop.drain();
-  std::printf("%d flaps in a burst: told %d times, last %s; %td descriptors more than before\n", flaps, count - burst,
-              listener.networkState().value_or("nothing").c_str(), descriptors() - before);
+  std::printf("- %d flaps in a burst: told %d times, last %s; %td descriptors more than before.\n", flaps,
+              count - burst, listener.networkState().value_or("nothing").c_str(), descriptors() - before);
 }
 
 void measureIdle(int seconds) {
@@ -229,7 +207,7 @@ void measureIdle(int seconds) {
            usage.ru_stime.tv_usec;
   };
   std::printf(
-      "\n%d idle seconds with both listeners: %ld µs of processor time, %ld wake-ups (one ends the measurement)\n",
+      "- %d idle seconds with both listeners: %ld µs of processor time, %ld wake-ups (one ends the measurement).\n",
       seconds, microseconds(after) - microseconds(before), after.ru_nvcsw - before.ru_nvcsw);
 }
 

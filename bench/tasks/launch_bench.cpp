@@ -1,11 +1,9 @@
-// What a launch costs, next to a plain posix_spawn with three pipes and to other libraries. The candidates take turns,
-// so that whatever else the machine does strikes all of them; a row is the median and the best time, each with its
-// ratio to the first row. On a machine that has other work, look at the best.
+// What a launch costs, next to a plain posix_spawn with three pipes and to other libraries. On a machine that has other
+// work, look at the best.
 //
 //   bench_tasks [--short] [--touched GIB] [--rounds N]
 //
 // --touched first fills that much memory in small pages: what a fork would have to copy.
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -33,15 +31,19 @@
 
 #include <JorvaneFoundation/tasks/NSTask.h>
 
+#include "support/report.h"
+
 namespace {
 
 using Arguments = std::vector<std::string>;
 using Clock = std::chrono::steady_clock;
 
-struct Candidate {
-  const char* name;
-  std::function<std::size_t(const char* path, const Arguments&)> run;  // returns the size of the output
-};
+using jv::bench::microsecondsOf;
+using jv::bench::Subject;
+using jv::bench::Who;
+
+/// Gives the size of the output.
+using Launch = std::function<std::size_t(const char* path, const Arguments&)>;
 
 std::size_t floorOfOneLaunch(const char* path, const Arguments& arguments) {
   int input[2], output[2], error[2];
@@ -110,72 +112,65 @@ std::size_t qtProcess(const char* path, const Arguments& arguments) {
 }
 #endif
 
-std::vector<Candidate> candidates() {
-  return {
-      {"posix_spawn, plain", floorOfOneLaunch},
-      {"launchSyncWithPath", launchSync},
+struct Launcher {
+  Who who;
+  const char* name;
+  Launch launch;
+};
+
+std::vector<Launcher> launchers() {
+  Launch glib, qt;
 #ifdef WITH_GLIB
-      {"g_spawn_sync", glibSpawnSync},
+  glib = glibSpawnSync;
 #endif
 #ifdef WITH_QT
-      {"QProcess", qtProcess},
+  qt = qtProcess;
 #endif
+  return {
+      {Who::kFloor, "posix_spawn, plain", floorOfOneLaunch},
+      {Who::kOurs, "launchSyncWithPath", launchSync},
+      {Who::kPeer, "g_spawn_sync", glib},
+      {Who::kPeer, "QProcess", qt},
   };
 }
 
-double secondsOf(const std::function<void()>& work) {
-  const auto begin = Clock::now();
-  work();
-  return std::chrono::duration<double>(Clock::now() - begin).count();
+void compare(const Subject& subject, const char* what, const char* path, const Arguments& arguments,
+             std::size_t expected, int rounds) {
+  std::vector<jv::bench::Candidate> candidates;
+  for (const Launcher& launcher : launchers()) {
+    candidates.push_back({launcher.who, launcher.name, {}});
+    if (!launcher.launch) continue;
+    candidates.back().measure = microsecondsOf([=, launch = launcher.launch] {
+      if (launch(path, arguments) != expected) std::abort();
+    });
+  }
+  subject.compare(what, candidates, rounds);
 }
 
-void compare(const char* title, const char* path, const Arguments& arguments, std::size_t expected, int rounds) {
-  std::printf("%s, %d rounds\n", title, rounds);
-  const auto all = candidates();
-  std::vector<std::vector<double>> times(all.size());
-  for (int round = 0; round < rounds; ++round) {
-    for (std::size_t turn = 0; turn < all.size(); ++turn) {
-      // Another one begins each time, and so follows another.
-      const std::size_t i = (turn + static_cast<std::size_t>(round)) % all.size();
-      times[i].push_back(secondsOf([&] {
-        if (all[i].run(path, arguments) != expected) std::abort();
-      }));
-    }
-  }
-  for (std::size_t i = 0; i < all.size(); ++i) std::ranges::sort(times[i]);
-  const auto middle = times[0].size() / 2;
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    std::printf("  %-20s %10.1f us %6.2f %12.1f us %6.2f\n", all[i].name, times[i][middle] * 1e6,
-                times[i][middle] / times[0][middle], times[i].front() * 1e6, times[i].front() / times[0].front());
-  }
-}
-
-double launchesASecond(int threads, int launches, const Candidate& candidate) {
+double launchesASecond(int threads, int launches, const Launch& launch) {
   std::atomic<int> left{launches};
-  return launches / secondsOf([&] {
-           std::vector<std::thread> launchers;
-           for (int i = 0; i < threads; ++i) {
-             launchers.emplace_back([&] {
-               while (left.fetch_sub(1) > 0) candidate.run("/bin/true", {});
-             });
-           }
-           for (std::thread& launcher : launchers) launcher.join();
-         });
+  const auto all = microsecondsOf([&] {
+    std::vector<std::thread> launching;
+    for (int i = 0; i < threads; ++i) {
+      launching.emplace_back([&] {
+        while (left.fetch_sub(1) > 0) launch("/bin/true", {});
+      });
+    }
+    for (std::thread& thread : launching) thread.join();
+  });
+  return launches / *all() * 1e6;
 }
 
 void compareThreads(int launches, int rounds) {
-  constexpr int kFew = 2;
-  constexpr int kMany = 64;
-  std::printf("launches a second on %d and %d threads, best of %d rounds\n", kFew, kMany, rounds);
-  const auto all = candidates();
-  for (std::size_t i = 0; i < 2; ++i) {
-    double few = 0;
-    double many = 0;
-    for (int round = 0; round < rounds; ++round) {
-      few = std::max(few, launchesASecond(kFew, launches, all[i]));
-      many = std::max(many, launchesASecond(kMany, launches, all[i]));
+  const Subject subject("Launches from many threads", "a second", jv::bench::Better::kMore);
+  for (const int threads : {2, 64}) {
+    std::vector<jv::bench::Candidate> candidates;
+    for (const Launcher& launcher : launchers()) {
+      if (launcher.who == Who::kPeer) continue;
+      candidates.push_back(
+          {launcher.who, launcher.name, [=] { return launchesASecond(threads, launches, launcher.launch); }});
     }
-    std::printf("  %-20s %8.0f %8.0f  %6.2f\n", all[i].name, few, many, many / few);
+    subject.compare(std::to_string(threads) + " threads", candidates, rounds);
   }
 }
 
@@ -188,7 +183,8 @@ void showPeakMemory(std::size_t size) {
     const std::size_t output = launchSync(WRITE_BYTES, {"1", std::to_string(size)});
     getrusage(RUSAGE_SELF, &after);
     const long more = after.ru_maxrss - before.ru_maxrss - static_cast<long>(output / 1024);
-    std::printf("peak memory beyond an output of %zu MiB: %.1f MiB\n", output >> 20, static_cast<double>(more) / 1024);
+    std::printf("- Peak memory beyond an output of %zu MiB: %.1f MiB.\n", output >> 20,
+                static_cast<double>(more) / 1024);
     std::fflush(stdout);
     _exit(0);
   }
@@ -200,7 +196,7 @@ void touch(std::size_t gibibytes) {
   void* const memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED || madvise(memory, size, MADV_NOHUGEPAGE) != 0) std::abort();
   std::memset(memory, 1, size);
-  std::printf("holding %zu GiB of touched small pages\n", gibibytes);
+  std::printf("- Holding %zu GiB of touched small pages.\n", gibibytes);
 }
 
 }  // namespace
@@ -218,13 +214,19 @@ int main(int argc, char** argv) {
   const QCoreApplication application(argc, argv);
 #endif
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  std::putchar('\n');
   for (const std::size_t size : {33, 64, 100}) showPeakMemory(size << 20);
   if (touched > 0) touch(touched);
-  compare("/bin/true", "/bin/true", {}, 0, rounds);
-  for (const char* piece : {"65536", "4096"}) {
-    std::printf("-- written in pieces of %s bytes\n", piece);
-    compare("1 MiB of output", WRITE_BYTES, {"1", std::to_string(1 << 20), piece}, 1 << 20, rounds);
-    compare("64 MiB of output", WRITE_BYTES, {"1", std::to_string(64 << 20), piece}, 64 << 20, rounds / 10);
-  }
+
+  const Subject subject("Launches and output", "µs");
+  compare(subject, "/bin/true", "/bin/true", {}, 0, rounds);
+  const auto write = [&](const char* what, int mebibytes, const char* piece, int times) {
+    compare(subject, what, WRITE_BYTES, {"1", std::to_string(mebibytes << 20), piece},
+            static_cast<std::size_t>(mebibytes) << 20, times);
+  };
+  write("1 MiB in pieces of 64 KiB", 1, "65536", rounds);
+  write("64 MiB in pieces of 64 KiB", 64, "65536", rounds / 10);
+  write("1 MiB in pieces of 4 KiB", 1, "4096", rounds);
+  write("64 MiB in pieces of 4 KiB", 64, "4096", rounds / 10);
   compareThreads(20 * rounds, 3);
 }
