@@ -1,5 +1,6 @@
-// soak_services SECONDS: all services at once for so long. From time to time everything comes to rest, and what the
-// process then holds is printed: it must be the same from the end of the warm-up, a quarter of the time, to the end.
+// soak_services [SECONDS [SERVICE…]]: all services, or those named, at once for so long (an hour). From time to time
+// everything comes to rest, and what the process then holds is printed: it must be the same from the end of the
+// warm-up, a quarter of the time, to the end.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -13,6 +14,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -111,16 +113,23 @@ struct Working {
 /// The whole; lives on the main thread and its loop.
 class Soak {
  public:
-  Soak(std::chrono::seconds length, const std::string& folder, bool withNetwork)
+  Soak(std::chrono::seconds length, const std::vector<std::string_view>& names, const std::string& folder,
+       bool withNetwork)
       : begin_(Clock::now()), length_(length), interval_(std::max<Clock::duration>(length / 30, 1s)) {
     nextRest_ = begin_ + interval_;
+    const auto isWanted = [&](std::string_view name) {
+      return names.empty() || std::ranges::find(names, name) != names.end();
+    };
+    withTools_ = isWanted("background");
+    withSearches_ = isWanted("superseding");
     for (soak::Actor& actor : soak::actors(folder, withNetwork)) {
+      if (!isWanted(actor.name)) continue;
       working_.push_back(std::make_unique<Working>(std::move(actor), gate_));
     }
     std::printf("%8s %9s %9s %11s %7s  rounds\n", "seconds", "RSS KiB", "heap KiB", "descriptors", "threads");
     loop_.addRepeatingTimer(50ms, [this] { tick(); });
     loop_.addRepeatingTimer(2ms, [this] { supersede(); });
-    for (int i = 0; i < kToolsAtOnce; ++i) startTool();
+    startTools();
   }
 
   bool run() {
@@ -131,6 +140,10 @@ class Soak {
   }
 
  private:
+  void startTools() {
+    for (int i = 0; withTools_ && i < kToolsAtOnce; ++i) startTool();
+  }
+
   void startTool() {
     ++tools_;
     const bool missing = ++launches_ % 4 == 0;
@@ -144,7 +157,7 @@ class Soak {
 
   /// Typing that is faster than the search.
   void supersede() {
-    if (comingToRest_) return;
+    if (comingToRest_ || !withSearches_) return;
     ++searches_;
     search_.dispatchHandler(
         [search = search_, this] {
@@ -176,7 +189,7 @@ class Soak {
     comingToRest_ = false;
     gate_.set(Gate::State::open);
     nextRest_ = Clock::now() + interval_;
-    for (int i = 0; i < kToolsAtOnce; ++i) startTool();
+    startTools();
   }
 
   void record(Clock::duration since) {
@@ -222,6 +235,8 @@ class Soak {
   bool comingToRest_ = false;
   std::vector<std::unique_ptr<Working>> working_;
 
+  bool withTools_;
+  bool withSearches_;
   long launches_ = 0;
   long tools_ = 0;
   std::atomic<long> searches_{0};
@@ -236,7 +251,8 @@ int main(int argc, char** argv) {
   std::string folder = std::filesystem::temp_directory_path() / "jv-soak-XXXXXX";
   if (!mkdtemp(folder.data())) return 2;
   JVUser::sharedUser();
-  const bool good = Soak(length, folder, getenv("JV_TEST_INSIDE") != nullptr).run();
+  const std::vector<std::string_view> names(argv + std::min(argc, 2), argv + argc);
+  const bool good = Soak(length, names, folder, getenv("JV_TEST_INSIDE") != nullptr).run();
   std::filesystem::remove_all(folder);
   std::puts(good ? "nothing is left behind" : "something is left behind");
   return good ? 0 : 1;

@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "calls.h"
@@ -40,7 +41,11 @@ struct Service {
   void (*prepare)(const std::string& folder) = nullptr;  ///< in the parent, which never uses the library
   const char* needs = nullptr;                           ///< a variable of the environment
   int threads = 1;                                       ///< how many may stay, the main thread included
+  std::string_view never = "";  ///< faults that are not tried, as "CALL ERROR;…"; whoever lists one says why
 };
+
+/// Whether @p service is spared this fault.
+bool isListed(const Call& call, int error, const Service& service);
 
 /// Stands in every password; whatever a service prints is searched for it.
 inline constexpr char kSecret[] = "s3cret-pa55word";

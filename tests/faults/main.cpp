@@ -56,13 +56,14 @@ Options read(int argc, char** argv) {
 }
 
 /// Every way to make one of the @p calls fail.
-std::vector<Fault> faultsOf(const std::map<long, int>& calls, const Options& options) {
+std::vector<Fault> faultsOf(const std::map<long, int>& calls, const Service& service, const Options& options) {
   std::vector<Fault> all;
   for (const auto& [number, count] : calls) {
     const Call* const call = callOf(number);
     if (!call || (!options.call.empty() && options.call != call->name)) continue;
     for (const int error : call->errors) {
       if (options.error != "any" && error != errorOf(options.error)) continue;
+      if (isListed(*call, error, service)) continue;
       for (int nth = 1; nth <= count; ++nth) {
         if (options.nth == "any" || nth == std::stoi(options.nth)) all.push_back({call, error, nth, 0});
       }
@@ -91,7 +92,7 @@ class Trial {
     }
     usual_ = usual.held;
     usual_->threads = std::max(usual_->threads, service_.threads);
-    std::vector<Fault> faults = faultsOf(usual.calls, options_);
+    std::vector<Fault> faults = faultsOf(usual.calls, service_, options_);
     if (options_.seconds > 0) std::ranges::shuffle(faults, chance_);
     for (const Fault& fault : faults) {
       if (options_.seconds > 0 && std::chrono::duration<double>(Clock::now() - begin).count() > options_.seconds) break;

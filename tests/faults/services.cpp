@@ -309,12 +309,11 @@ void runWatching(Answers& answers) {
 
 void runFacts(Answers& answers) {
   std::string interface;
-  answers.expect(holds(answers,
-                       [&] {
-                         const std::string address = JVUtilities::ipAddress(&interface);
-                         return interface == "soak0" && address.starts_with("192.0.2.");
-                       }),
-                 !interface.empty(), "ipAddress: " + interface);
+  const bool right = holds(answers, [&] {
+    const std::string address = JVUtilities::ipAddress(&interface);
+    return interface == "soak0" && address.starts_with("192.0.2.");
+  });
+  answers.expect(right, interface == "soak0" || interface == "en0", "ipAddress: " + interface);
   answers.expect(holds(answers, [] { return JVUtilities::userName() == "Ada Lovelace"; }), true, "userName");
   answers.expect(holds(answers, [] { return JVUtilities::userEmail() == "ada@example.org"; }), true, "userEmail");
   answers.expect(!JVUtilities::computerName().empty(), false, "computerName");
@@ -392,20 +391,28 @@ void runText(Answers& answers) {
   answers.expect(size.height > 30, size.height >= 0, "sizeWithWidth: " + std::to_string(size.height));
 }
 
+// A pipe has no errors of a disk, and one that nobody reads any more drops the rest of the input on purpose.
+constexpr char kOfNoPipe[] = "read EIO;write EIO;write ENOSPC;pwritev2 EIO;pwritev2 EPIPE;";
+// What may not be read cannot be watched, and that is no trouble; what is not there will come with an event.
+constexpr char kOfNoWatch[] =
+    "openat EACCES;open EACCES;statx EACCES;inotify_add_watch EACCES;inotify_add_watch ENOENT;getdents64 ENOENT;";
+// Pango ends the process when it gets no thread for its first font map.
+constexpr char kOfPango[] = "clone3 EAGAIN;clone3 ENOMEM;clone EAGAIN;clone ENOMEM;mmap ENOMEM;";
+
 constexpr Service kServices[] = {
     {"encoding", runEncoding, prepareEncoding},
-    {"tasks", runTasks<launchSync>},
-    {"background", runTasks<launchAsync>, nullptr, nullptr, 4},
+    {"tasks", runTasks<launchSync>, nullptr, nullptr, 1, kOfNoPipe},
+    {"background", runTasks<launchAsync>, nullptr, nullptr, 4, kOfNoPipe},
     {"dispatch", runDispatch},
     {"vault", runVault},
     {"keychain", useKeychain, nullptr, "DBUS_SESSION_BUS_ADDRESS"},
-    {"fileevents", runWatching, prepareWatching},
+    {"fileevents", runWatching, prepareWatching, nullptr, 1, kOfNoWatch},
     {"facts", runFacts, nullptr, "JV_TEST_INSIDE"},
     {"listeners", runListeners, nullptr, "JV_TEST_INSIDE"},
     {"screens-x11", runScreensX11, nullptr, "DISPLAY"},
     {"screens-wayland", runScreensWayland, nullptr, "JV_TEST_WAYLAND_DISPLAY"},
     {"fonts", runFonts, nullptr, "FONTCONFIG_FILE"},
-    {"text", runText, nullptr, "FONTCONFIG_FILE"},
+    {"text", runText, nullptr, "FONTCONFIG_FILE", 1, kOfPango},
 };
 
 }  // namespace
