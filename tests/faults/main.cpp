@@ -101,7 +101,6 @@ class Trial {
     for (int i = 0; i < options_.chance; ++i) tryOne({nullptr, 0, 0, static_cast<std::uint32_t>(chance_()) | 1U});
     std::printf("%-16s %5d runs of %5zu faults, %5d calls failed, %d wrong, %.0f s\n", service_.name, tried_,
                 faults.size(), struck_, wrong_, std::chrono::duration<double>(Clock::now() - begin).count());
-    std::fflush(stdout);
     return wrong_ == 0;
   }
 
@@ -119,7 +118,6 @@ class Trial {
     std::printf("%s, %s:", service_.name, fault.c_str());
     for (const std::string& what : outcome.wrong) std::printf(" %s;", what.c_str());
     std::puts("");
-    std::fflush(stdout);
   }
 
   const Service& service_;
@@ -142,6 +140,7 @@ bool isWanted(const Service& service, const Options& options) {
 
 int main(int argc, char** argv) {
   Options options = read(argc, argv);
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);  // children would print what is left in the buffer once more
   if (!canWatch()) {
     std::puts("skipped: system calls cannot be watched here");
     return kSkipped;
