@@ -2,6 +2,7 @@
 // it.
 //   --seconds N    as many faults as can be tried in so long, in a random order; every one of them without it
 //   --chance N     after that, N runs a service in which calls fail by chance (0)
+//   --again SEED   the one run by chance that had this seed
 //   --seed S       of order and chance; printed when it is not given
 //   --only CALL ERROR NTH   this fault alone, or those of CALL where ERROR and NTH are "any"
 // Ends with 0 when all is well, 1 when a service failed, and 77 where calls cannot be watched.
@@ -29,6 +30,7 @@ struct Options {
   double seconds = 0;
   int chance = 0;
   std::uint32_t seed = 0;
+  std::uint32_t again = 0;
   std::string call;
   std::string error = "any";
   std::string nth = "any";
@@ -47,6 +49,8 @@ Options read(int argc, char** argv) {
       options.chance = std::atoi(next());
     else if (word == "--seed")
       options.seed = static_cast<std::uint32_t>(std::strtoul(next(), nullptr, 10));
+    else if (word == "--again")
+      options.again = static_cast<std::uint32_t>(std::strtoul(next(), nullptr, 10));
     else if (word == "--only")
       options.call = next(), options.error = next(), options.nth = next();
     else
@@ -94,6 +98,10 @@ class Trial {
     usual_->threads = std::max(usual_->threads, service_.threads);
     std::vector<Fault> faults = faultsOf(usual.calls, service_, options_);
     if (options_.seconds > 0) std::ranges::shuffle(faults, chance_);
+    if (options_.again != 0) {
+      faults.clear();
+      tryOne({nullptr, 0, 0, options_.again});
+    }
     for (const Fault& fault : faults) {
       if (options_.seconds > 0 && std::chrono::duration<double>(Clock::now() - begin).count() > options_.seconds) break;
       tryOne(fault);

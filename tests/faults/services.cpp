@@ -359,8 +359,11 @@ void runListeners(Answers& answers) {
 
 void runScreens(Answers& answers) {
   answers.expect(holds(answers, [] { return JVPlatform::screens()->screens().size() == 2; }), true, "two screens");
-  const auto find = [] { return JVScreenForPoint({1500, 500}); };
-  answers.expect(holds(answers, [&] { return find() && find()->frame().origin.x == 1440; }), true, "a screen");
+  const bool found = holds(answers, [] {
+    const auto screen = JVScreenForPoint({1500, 500});
+    return screen && screen->frame().origin.x == 1440;
+  });
+  answers.expect(found, true, "a screen");
 }
 
 void runScreensX11(Answers& answers) {
@@ -397,7 +400,7 @@ constexpr char kOfNoPipe[] = "read EIO;write EIO;write ENOSPC;pwritev2 EIO;pwrit
 constexpr char kOfNoWatch[] =
     "openat EACCES;open EACCES;statx EACCES;inotify_add_watch EACCES;inotify_add_watch ENOENT;getdents64 ENOENT;";
 // Pango ends the process when it gets no thread for its first font map.
-constexpr char kOfPango[] = "clone3 EAGAIN;clone3 ENOMEM;clone EAGAIN;clone ENOMEM;mmap ENOMEM;";
+constexpr char kOfPango[] = "clone3 EAGAIN;clone3 ENOMEM;clone EAGAIN;clone ENOMEM;mmap ENOMEM;mprotect ENOMEM;";
 
 constexpr Service kServices[] = {
     {"encoding", runEncoding, prepareEncoding},
