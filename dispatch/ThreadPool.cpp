@@ -161,7 +161,8 @@ void ThreadPool::keep() noexcept {
 }
 
 void ThreadPool::grow(bool computing, Lock& lock) noexcept {
-  for (int more = computing ? 1 : workerCount_; more > 0 && waiting_ > 0; --more) {
+  // There may be none, when the system had no thread for the first.
+  for (int more = computing ? 1 : std::max(1, workerCount_); more > 0 && waiting_ > 0; --more) {
     if (!startWorker(lock)) return;
   }
 }

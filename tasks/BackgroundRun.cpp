@@ -98,7 +98,7 @@ class BackgroundRun : public std::enable_shared_from_this<BackgroundRun> {
       process_->performInBackground([self = shared_from_this()] {
         if (Places::shared().enter(self->number_, self)) self->launch();
       });
-    } catch (const JVPlatform::ResourceShortage& exception) {
+    } catch (const JVFoundation::NSException& exception) {  // no thread, no descriptor, no room among those to wait for
       deliver_({kNotLaunched, std::nullopt, exception.reason()});
     }
   }

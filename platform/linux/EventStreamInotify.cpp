@@ -29,6 +29,8 @@ std::optional<std::string> textOf(int trouble) {
     case ENOSPC:
       return "The limit of watched folders is reached; those beyond it are looked at every few seconds only. Raise the "
              "setting fs.inotify.max_user_watches, for example: sysctl fs.inotify.max_user_watches=1048576";
+    case EIO:
+      return "Folders cannot be read, because of an error of their disk; they are looked at every few seconds.";
     case EMFILE:
       return "No more folders can be watched; they are looked at every few seconds at best. Raise the setting "
              "fs.inotify.max_user_instances, for example: sysctl fs.inotify.max_user_instances=1024, or the limit of "

@@ -38,7 +38,7 @@ class PipeEnd final : public JVPlatform::FileHandle {
   bool writeData(std::string_view& data) override {
     if (data.size() > Watch::kUsualPipe) watch_.enlarge(data.size(), Watch::Why::need);
     const ssize_t written = writeWithoutSignal(watch_.descriptor(), data);
-    if (written < 0 && errno == EAGAIN) return false;
+    if (written < 0 && (errno == EAGAIN || errno == ENOMEM)) return false;  // a pipe takes memory page by page
     data.remove_prefix(written < 0 ? data.size() : static_cast<std::size_t>(written));
     return data.empty();
   }

@@ -28,6 +28,8 @@ if not shutil.which("dbus-daemon"):
     skip("no dbus-daemon")
 
 MOCK = "org.freedesktop.DBus.Mock"
+ACCOUNTS = "org.freedesktop.Accounts"
+LOGIN = "org.freedesktop.login1"
 
 
 class Bus:
@@ -62,6 +64,27 @@ class Bus:
 
     def mock(self, name, path):
         return dbus.Interface(self.connection.get_object(name, path), MOCK)
+
+    def serve_accounts(self, name, email):
+        """The accounts service, with this user."""
+        self.serve(ACCOUNTS, "/org/freedesktop/Accounts", ACCOUNTS)
+        self.wait_for(ACCOUNTS)
+        mock = self.mock(ACCOUNTS, "/org/freedesktop/Accounts")
+        mine = os.getuid()
+        user = f"/org/freedesktop/Accounts/User{mine}"
+        mock.AddMethod(ACCOUNTS, "FindUserById", "x", "o", f"ret = dbus.ObjectPath('{user}' if args[0] == {mine} else '/')")
+        mock.AddObject(user, ACCOUNTS + ".User", {"RealName": name, "Email": email}, dbus.Array([], signature="(ssss)"))
+
+    def serve_login(self, *sessions):
+        """The session manager, with sessions as (identifier, user)."""
+        self.serve("--template", "logind")
+        self.wait_for(LOGIN)
+        mock = self.mock(LOGIN, "/org/freedesktop/login1")
+        manager = LOGIN + ".Manager"
+        mock.AddMethod(manager, "GetUser", "u", "o", "ret = dbus.ObjectPath('/org/freedesktop/login1/user/%i' % args[0])")
+        for name, user in sessions:
+            path = mock.AddSession(name, "seat0", dbus.UInt32(user), "somebody", True)
+            mock.EmitSignal(manager, "SessionNew", "so", [name, dbus.ObjectPath(path)])
 
     def stop(self):
         self.connection.close()

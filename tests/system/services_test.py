@@ -11,7 +11,7 @@ import time
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
-from buses import Bus  # noqa: E402  skips the test where there can be none
+from buses import ACCOUNTS, LOGIN, Bus  # noqa: E402  skips the test where there can be none
 from listening import Listening, eventually  # noqa: E402
 import dbus  # noqa: E402
 
@@ -22,10 +22,7 @@ if "sanitized" in sys.argv:
 for name in ("XDG_SESSION_ID", "XDG_SESSION_TYPE", "DISPLAY", "WAYLAND_DISPLAY", "XDG_CONFIG_HOME"):
     os.environ.pop(name, None)
 
-LOGIN = "org.freedesktop.login1"
 SESSION = LOGIN + ".Session"
-MANAGER = LOGIN + ".Manager"
-ACCOUNTS = "org.freedesktop.Accounts"
 ACTIVE = ("JVUserDidBecomeActive", "active")
 MINE, OTHER = os.getuid(), os.getuid() + 1
 
@@ -54,24 +51,6 @@ class Services(unittest.TestCase):
         self.addCleanup(bus.stop)
         return bus
 
-    def serve_accounts(self, name, email):
-        self.system.serve(ACCOUNTS, "/org/freedesktop/Accounts", ACCOUNTS)
-        self.system.wait_for(ACCOUNTS)
-        mock = self.system.mock(ACCOUNTS, "/org/freedesktop/Accounts")
-        user = f"/org/freedesktop/Accounts/User{MINE}"
-        mock.AddMethod(ACCOUNTS, "FindUserById", "x", "o", f"ret = dbus.ObjectPath('{user}' if args[0] == {MINE} else '/')")
-        mock.AddObject(user, ACCOUNTS + ".User", {"RealName": name, "Email": email}, dbus.Array([], signature="(ssss)"))
-
-    def serve_login(self, *sessions):
-        """Sessions as (identifier, user)."""
-        self.system.serve("--template", "logind")
-        self.system.wait_for(LOGIN)
-        mock = self.system.mock(LOGIN, "/org/freedesktop/login1")
-        mock.AddMethod(MANAGER, "GetUser", "u", "o", "ret = dbus.ObjectPath('/org/freedesktop/login1/user/%i' % args[0])")
-        for name, user in sessions:
-            path = mock.AddSession(name, "seat0", dbus.UInt32(user), "somebody", True)
-            mock.EmitSignal(MANAGER, "SessionNew", "so", [name, dbus.ObjectPath(path)])
-
     def update(self, session, properties):
         self.system.mock(LOGIN, f"/org/freedesktop/login1/session/{session}").UpdateProperties(SESSION, properties)
 
@@ -91,13 +70,13 @@ class Services(unittest.TestCase):
         listening.waiting()
 
     def test_name_and_address_of_the_account(self):
-        self.serve_accounts("Ada Lovelace", "ada@example.org")
+        self.system.serve_accounts("Ada Lovelace", "ada@example.org")
         found, _ = facts()
         self.assertEqual(found["user name"], ("Ada Lovelace", "accounts service"))
         self.assertEqual(found["user e-mail"], ("ada@example.org", "accounts service"))
 
     def test_the_own_card_where_the_account_has_no_address(self):
-        self.serve_accounts("", "")
+        self.system.serve_accounts("", "")
         self.assertEqual(facts()[0]["user e-mail"], (None, None))
         card = pathlib.Path(self.folder, ".config/JorvaneFoundation/me.vcf")
         card.parent.mkdir(parents=True)
@@ -139,7 +118,7 @@ class Services(unittest.TestCase):
             del os.environ[variable]
 
     def test_idle_hint_of_the_session(self):
-        self.serve_login(("c1", MINE))
+        self.system.serve_login(("c1", MINE))
         os.environ["XDG_SESSION_ID"] = "c1"
         self.addCleanup(os.environ.pop, "XDG_SESSION_ID")
         moment = dbus.UInt64(time.clock_gettime_ns(time.CLOCK_MONOTONIC) // 1000 - 100_000_000)
@@ -152,7 +131,7 @@ class Services(unittest.TestCase):
         self.assertLess(value, 200)
 
     def test_switches_of_the_own_session_are_told(self):
-        self.serve_login(("c1", OTHER), ("c2", MINE))
+        self.system.serve_login(("c1", OTHER), ("c2", MINE))
         user = self.system.connection.get_object(LOGIN, f"/org/freedesktop/login1/user/{MINE}")
         user.Set(LOGIN + ".User", "Display", dbus.Struct(("c2", dbus.ObjectPath("/org/freedesktop/login1/session/c2"))),
                  dbus_interface="org.freedesktop.DBus.Properties")
@@ -179,7 +158,7 @@ class Services(unittest.TestCase):
         with Listening(JV, env=environment) as listening:
             for round_ in range(3):
                 self.system.start()
-                self.serve_login(("c1", MINE))
+                self.system.serve_login(("c1", MINE))
                 self.join(listening, "c1")
                 if round_ == 0:
                     before = listening.descriptors(), listening.threads()
@@ -187,7 +166,7 @@ class Services(unittest.TestCase):
                 service.kill()
                 service.wait()
                 self.system.wait_for(LOGIN, there=False)
-                self.serve_login(("c1", MINE))
+                self.system.serve_login(("c1", MINE))
                 self.join(listening, "c1")
                 self.assertEqual((listening.descriptors(), listening.threads()), before)
                 self.system.stop()

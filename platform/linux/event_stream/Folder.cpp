@@ -110,6 +110,7 @@ bool Reader::readSome(int folder) {
   do {
     size = getdents64(folder, buffer_.data(), buffer_.size());
   } while (size < 0 && errno == EINTR);
+  error_ = size < 0 && errno != ENOENT ? errno : 0;  // a deleted folder is at its end
   for (ssize_t at = 0; at < size;) {
     const auto* const record = reinterpret_cast<const dirent64*>(buffer_.data() + at);
     at += record->d_reclen;

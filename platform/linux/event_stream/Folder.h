@@ -61,6 +61,8 @@ class Reader {
   /// Reads on in @p folder. The entries are valid until the next call; "." and ".." are left out. True when some may
   /// follow; false at the end and when the folder cannot be read.
   bool readSome(int folder);
+  /// Why the last call could not read; 0 at the end of the folder.
+  [[nodiscard]] int error() const { return error_; }
   [[nodiscard]] std::span<const Entry> entries() const { return {entries_.data(), count_}; }
 
  private:
@@ -70,6 +72,7 @@ class Reader {
   alignas(8) std::array<char, kBuffer> buffer_;
   std::array<Entry, kBuffer / kSmallestRecord> entries_;
   std::size_t count_ = 0;
+  int error_ = 0;
 };
 
 }  // namespace jv::watching

@@ -164,6 +164,7 @@ class Group : public std::enable_shared_from_this<Group> {
   void donate(Walk& walk, bool everything);
   void startWalkers();
   void visit(Walk& walk, Child child, const Frame* parent);
+  void readLater(FolderId folder, int error);
   Descriptor open(Child child, const Frame* parent);
   bool verify(Walk& walk, FolderId folder, int descriptor);
   void takeEntries(Visit& visit);

@@ -204,7 +204,8 @@ void Group::cannotWatch(FolderId folder, int error) {
   if (error == EACCES) return;  // what may not be read is nobody's trouble
   for (; folder != kNoFolder; folder = tree_[folder].parent) {
     if (!tree_.has(folder, kRoot)) continue;
-    for (const Root* const root : rootsAt_.at(folder)) root->stream->trouble = error == ENOSPC ? ENOSPC : EMFILE;
+    const int trouble = error == ENOSPC || error == EIO ? error : EMFILE;
+    for (const Root* const root : rootsAt_.at(folder)) root->stream->trouble = trouble;
   }
 }
 

@@ -67,7 +67,7 @@ void Group::follow(const Root& root, Way& way) {
     errno = 0;
     const auto facts = name.size() <= NAME_MAX ? factsOf(here.get(), name.c_str()) : std::nullopt;
     if (!facts) {
-      way.isBlind |= errno == EACCES;
+      way.isBlind |= errno != 0 && errno != ENOENT && errno != ENOTDIR;
       return;
     }
     if (facts->isLink) {

@@ -182,15 +182,22 @@ Descriptor Group::open(Child child, const Frame* parent) {
       parent ? openFolder(parent->descriptor.get(), name.c_str(), O_RDONLY) : openFolder(name, O_RDONLY);
   if (descriptor.isOpen()) return descriptor;
   const int error = errno;
-  const Lock lock(mutex_);
-  if (tree_.has(child.folder, kForgotten)) return {};
   const bool isGone = error == ENOENT || error == ENOTDIR || error == ELOOP;
-  if (isGone && !parent && watch != 0) markStale(child.folder);
-  if (!isGone && error != EACCES) {  // descriptors have run out: later, then
-    unwatched_.insert(child.folder);
-    cannotWatch(child.folder, error);
+  if (!isGone) {
+    readLater(child.folder, error);
+    return {};
   }
+  const Lock lock(mutex_);
+  if (!tree_.has(child.folder, kForgotten) && !parent && watch != 0) markStale(child.folder);
   return {};
+}
+
+/// What is in @p folder could not be found out. Descriptors or memory have run out, or the disk is at fault.
+void Group::readLater(FolderId folder, int error) {
+  const Lock lock(mutex_);
+  if (tree_.has(folder, kForgotten) || error == EACCES) return;
+  unwatched_.insert(folder);
+  cannotWatch(folder, error);
 }
 
 /// Whether the open folder @p descriptor, which was found by its path, is @p folder.
@@ -222,7 +229,7 @@ void Group::visit(Walk& walk, Child child, const Frame* parent) {
   const int number = descriptor.get();
   if (!parent && !verify(walk, child.folder, number)) return;
   const auto facts = factsOf(number, "");
-  if (!facts) return;
+  if (!facts) return readLater(child.folder, errno);
   if (facts->isMount && isMadeUp(number)) {
     const Lock lock(mutex_);
     if (tree_.has(child.folder, kForgotten | kDoomed | kDetached)) return;
@@ -250,6 +257,7 @@ void Group::takeEntries(Visit& visit) {
       takeSome(visit, entries.first(std::min(kTurn, entries.size())));
     }
   }
+  if (const int error = visit.walk.reader.error()) return readLater(visit.at.folder, error);
   if (visit.at.mode != Mode::quiet) takeMissing(visit);
 }
 

@@ -147,6 +147,7 @@ class FontconfigManager final : public JVPlatform::FontManager {
     const FontFace* regular = nearest(faces, distanceFromPlain);
     if (!regular) return {};
     const FacePointer face = kept(*regular);
+    if (!face) return {};
     return {face, convert(face, traitsOf(*face) | NSBoldFontMask)};
   }
 
@@ -160,19 +161,18 @@ class FontconfigManager final : public JVPlatform::FontManager {
     system_ = {};
   }
 
-  /// The one object for @p listed, with its line metrics.
+  /// The one object for @p listed, with its line metrics; null when its file cannot be read, now.
   FacePointer kept(const FontFace& listed) {
     const std::lock_guard lock(mutex_);
-    FacePointer& place = faces_[{listed.file, listed.index}];
-    if (!place) {
-      auto face = std::make_shared<FontFace>(listed);
-      const LineMetrics metrics = lineMetricsOf(face->file, face->index);
-      face->ascender = metrics.ascender;
-      face->descender = metrics.descender;
-      face->leading = metrics.leading;
-      place = std::move(face);
-    }
-    return place;
+    const std::pair key(listed.file, listed.index);
+    if (const auto known = faces_.find(key); known != faces_.end()) return known->second;
+    const auto metrics = lineMetricsOf(listed.file, listed.index);
+    if (!metrics) return nullptr;
+    auto face = std::make_shared<FontFace>(listed);
+    face->ascender = metrics->ascender;
+    face->descender = metrics->descender;
+    face->leading = metrics->leading;
+    return faces_.emplace(key, std::move(face)).first->second;
   }
 
   std::mutex mutex_;

@@ -36,12 +36,12 @@ LineMetrics metricsOfLargestStrike(FT_Face face) {
 
 }  // namespace
 
-LineMetrics lineMetricsOf(const std::string& file, int index) {
+std::optional<LineMetrics> lineMetricsOf(const std::string& file, int index) {
   FT_Library opened = nullptr;
-  if (FT_Init_FreeType(&opened) != 0) return {};
+  if (FT_Init_FreeType(&opened) != 0) return std::nullopt;
   const Owned<FT_Library> library(opened);
   FT_Face loaded = nullptr;
-  if (FT_New_Face(library.get(), file.c_str(), index, &loaded) != 0) return {};
+  if (FT_New_Face(library.get(), file.c_str(), index, &loaded) != 0) return std::nullopt;
   const Owned<FT_Face> face(loaded);
   if (!FT_IS_SCALABLE(face)) return metricsOfLargestStrike(face.get());
   return metricsOf(face->ascender, face->descender, face->height, face->units_per_EM);

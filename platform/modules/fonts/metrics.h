@@ -1,6 +1,7 @@
 /// What a font file says of the height of its lines.
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace jv {
@@ -12,7 +13,7 @@ struct LineMetrics {
   double leading = 0;
 };
 
-/// Reads them from face @p index of @p file; all 0 when that is none. Any thread.
-LineMetrics lineMetricsOf(const std::string& file, int index);
+/// Reads them from face @p index of @p file; none when that cannot be read. Any thread.
+std::optional<LineMetrics> lineMetricsOf(const std::string& file, int index);
 
 }  // namespace jv

@@ -1,0 +1,425 @@
+#include "services.h"
+
+#include <algorithm>
+#include <array>
+#include <condition_variable>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <set>
+#include <system_error>
+#include <thread>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <JorvaneFoundation/JorvaneFoundation.h>
+#include <JorvaneFoundation/platform/Keychain.h>
+#include <JorvaneFoundation/platform/KeychainVault.h>
+#include <JorvaneFoundation/platform/Screens.h>
+
+namespace faults {
+namespace {
+
+using namespace std::chrono_literals;
+using JVFoundation::NSFont;
+using JVFoundation::NSRunLoop;
+using JVFoundation::NSString;
+using JVFoundation::NSTask;
+using Error = std::optional<JVFoundation::NSError>;
+
+/// For what ought to happen by itself.
+constexpr auto kBound = 30s;
+
+std::span<const std::uint8_t> bytesOf(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+/// Runs the main loop until @p done, which handlers bring about. The loop itself may be without a descriptor.
+template <class Condition>
+void runLoopUntil(Condition done) {
+  NSRunLoop& loop = NSRunLoop::mainRunLoop();
+  while (!done()) {
+    try {
+      loop.run();
+    } catch (const std::system_error&) {
+    }
+  }
+}
+
+/// Asks again and again in an undisturbed run: where a program did not answer in time, the next question may go well.
+template <class Condition>
+bool holds(const Answers& answers, Condition condition) {
+  const auto end = std::chrono::steady_clock::now() + (answers.disturbed() ? 0s : kBound);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() >= end) return false;
+    std::this_thread::sleep_for(50ms);
+  }
+  return true;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Encoding
+
+constexpr std::uint64_t kASCII = 1;
+constexpr std::uint64_t kShiftJIS = 8;
+
+void prepareEncoding(const std::string& folder) {
+  std::ofstream(folder + "/small", std::ios::binary) << "\x93\xFA\x96\x7B\x8C\xEA\r\n";
+  std::ofstream(folder + "/large") << "plain\n";
+  std::filesystem::resize_file(folder + "/large", 40 << 20);  // so large that it is mapped
+}
+
+void runEncoding(Answers& answers) {
+  const auto detect = [&](const std::string& path, std::uint64_t right) {
+    const auto found = JVFoundation::detectEncodingOfFile(path);
+    answers.expect(found.encoding == right, found.rule == JVFoundation::EncodingRule::unreadable,
+                   path + ": encoding " + std::to_string(found.encoding));
+  };
+  detect(answers.folder() + "/small", kShiftJIS);
+  detect(answers.folder() + "/large", kASCII);
+  detect("/proc/version", kASCII);  // says that it is empty
+  const auto url = JVFoundation::NSURL::fileURLWithPath(answers.folder() + "/small");
+  const std::uint64_t found = JVEncodingDetector().encodingForFileAtURL(url);
+  answers.expect(found == kShiftJIS, found == JVUnknownStringEncoding, "detector: " + std::to_string(found));
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Tools
+
+struct Ending {
+  std::int32_t status = 0;
+  std::optional<std::string> output;
+  std::optional<std::string> error;
+};
+
+Ending launchSync(const char* path, const std::string& input) {
+  const auto result = NSTask::launchSyncWithPath(path, {}, input, "/");
+  const auto text = [&](const char* key) {
+    const std::string* const found = result.text(key);
+    return found ? std::optional(*found) : std::nullopt;
+  };
+  return {result.number("JVTaskStatus")->intValue(), text("JVTaskOutput"), text("JVTaskError")};
+}
+
+Ending launchAsync(const char* path, const std::string& input) {
+  std::optional<Ending> ending;
+  NSTask::launchAsyncWithPath(path, {}, input, "/", [&](std::int32_t status, auto output, auto error) {
+    if (ending) std::abort();  // called twice
+    ending = Ending{status, std::move(output), std::move(error)};
+    NSRunLoop::mainRunLoop().stop();
+  });
+  runLoopUntil([&] { return ending.has_value(); });
+  return *ending;
+}
+
+template <auto launch>
+void runTasks(Answers& answers) {
+  const std::string input(200'000, 'x');
+  const Ending cat = launch("/bin/cat", input);
+  answers.expect(cat.status == 0 && cat.output == input, cat.status == -666 && cat.error,
+                 "cat: status " + std::to_string(cat.status) + ", " + std::to_string(cat.output.value_or("").size()) +
+                     " bytes, " + cat.error.value_or("no error"));
+  const Ending missing = launch("/no/such/tool", input);
+  answers.expect(missing.status == -666 && missing.error, false, "missing tool: " + std::to_string(missing.status));
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Dispatch
+
+void runDispatch(Answers& answers) {
+  NSRunLoop& loop = NSRunLoop::mainRunLoop();
+  int handled = 0;
+  int completed = 0;
+  bool replied = false;
+  bool timed = false;
+  constexpr int kPieces = 3;
+  const auto stopWhenDone = [&] {
+    if (completed >= 1 && replied && timed) loop.stop();
+  };
+  JVDispatch dispatcher("faults");
+  std::mutex mutex;
+  for (int i = 0; i < kPieces; ++i) {
+    dispatcher.dispatchHandler(
+        [&] {
+          const std::lock_guard lock(mutex);
+          ++handled;
+        },
+        [&] {
+          ++completed;
+          stopWhenDone();
+        });
+  }
+  JVFoundation::DispatchQueue::globalQueue().async([&] {
+    JVFoundation::DispatchQueue::mainQueue().async([&] {
+      replied = true;
+      stopWhenDone();
+    });
+  });
+  try {
+    loop.addTimer(1ms, [&] {
+      timed = true;
+      stopWhenDone();
+    });
+  } catch (const std::system_error&) {
+    answers.expect(false, true, "no timer");
+    timed = true;
+  }
+  runLoopUntil([&] { return completed >= 1 && replied && timed; });
+  JVDispatch last("last");  // nothing may be left that knows of this frame
+  bool over = false;
+  dispatcher.dispatchHandler([] {},
+                             [&] {
+                               over = true;
+                               loop.stop();
+                             });
+  runLoopUntil([&] { return over; });
+  answers.expect(handled == kPieces, false, std::to_string(handled) + " pieces were run");
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Keychain
+
+/// What a password may be: what was stored last, and what was tried since.
+class Stored {
+ public:
+  void saved(bool stored, const std::string& password) {
+    if (stored) {
+      possible_.clear();
+      known_ = true;
+    }
+    possible_.insert(password);
+  }
+  bool read(const std::optional<std::string>& password) {
+    if (known_ && !possible_.contains(password)) return false;
+    possible_ = {password};
+    known_ = true;
+    return true;
+  }
+
+ private:
+  bool known_ = false;  // what an earlier process has left
+  std::set<std::optional<std::string>> possible_;
+};
+
+std::string codeOf(const Error& error) { return error ? std::to_string(error->code()) : "none"; }
+
+/// The codes of the guide for times when the system fails; none of them says that the user did something wrong.
+bool isDocumented(const Error& error) {
+  constexpr auto kCodes = std::to_array<long>({-25291, -67585, -25292, -25308, -34, -36, -108});
+  return error && std::ranges::find(kCodes, error->code()) != kCodes.end();
+}
+
+void useKeychain(Answers& answers) {
+  static Stored internet;  // known from the disturbed run to the undisturbed one
+  static Stored generic;
+  static int number = 0;
+  constexpr char kHost[] = "faults.example.org";
+  Error error;
+  const auto readInternet = [&] {
+    const auto password = JVKeychain::passwordForHost(kHost, "me", JVKeychainProtocolFTP, &error);
+    if (error) return answers.expect(false, isDocumented(error), "passwordForHost: " + codeOf(error));
+    answers.expect(internet.read(password), false, "passwordForHost: lost, " + password.value_or("nothing"));
+  };
+  readInternet();
+  for (int i = 0; i < 2; ++i) {
+    const std::string password = std::string(kSecret) + std::to_string(getpid()) + "-" + std::to_string(++number);
+    const bool stored = JVKeychain::savePassword(password, kHost, "me", JVKeychainProtocolFTP, &error);
+    internet.saved(stored, password);
+    answers.expect(stored, isDocumented(error), "savePassword: " + codeOf(error));
+    readInternet();
+
+    const bool kept = JVKeychain::saveGenericPassword(bytesOf(password), "faults", "me", "/", &error);
+    generic.saved(kept, password);
+    answers.expect(kept, isDocumented(error), "saveGenericPassword: " + codeOf(error));
+    const auto all = JVKeychain::genericPasswordsWithService("faults", &error);
+    if (all) {
+      const auto* const found = all->find("me");
+      const auto bytes =
+          found ? std::optional(std::string(found->data()->begin(), found->data()->end())) : std::nullopt;
+      answers.expect(generic.read(bytes), false, "genericPasswordsWithService: lost, " + bytes.value_or("nothing"));
+    } else {
+      answers.expect(false, isDocumented(error), "genericPasswordsWithService: " + codeOf(error));
+    }
+  }
+}
+
+void runVault(Answers& answers) {
+  static constexpr std::array<std::uint8_t, 32> kKey{1, 2, 3};
+  Error error;
+  auto vault = JVPlatform::openVault(answers.folder() + "/private/vault", std::span(kKey),
+                                     JVPlatform::VaultFile::createIfMissing, &error);
+  answers.expect(vault != nullptr, isDocumented(error), "openVault: " + codeOf(error));
+  if (!vault) return;
+  JVPlatform::installKeychain(std::move(vault));
+  useKeychain(answers);
+  JVPlatform::installKeychain(nullptr);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Watching
+
+struct Told : JVFileEventerDelegate {
+  void fileSystemEventHappenedAtPaths(const std::vector<std::string>& paths) override {
+    const std::lock_guard lock(mutex);
+    for (const std::string& path : paths) all.insert(path);
+    changed.notify_all();
+  }
+  bool waitFor(const std::string& path, std::chrono::seconds bound) {
+    std::unique_lock lock(mutex);
+    return changed.wait_for(lock, bound, [&] { return all.contains(path); });
+  }
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::set<std::string> all;
+};
+
+void prepareWatching(const std::string& folder) {
+  for (const char* const place : {"/watched/a/b", "/watched/c"}) std::filesystem::create_directories(folder + place);
+}
+
+/// Whether the file could be made, with calls that may fail too.
+bool makeFile(const std::string& path) {
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  if (file >= 0) close(file);
+  return file >= 0;
+}
+
+void runWatching(Answers& answers) {
+  static int number = 0;
+  const std::string root = answers.folder() + "/watched";
+  const std::string name = std::to_string(++number);
+  const auto told = std::make_shared<Told>();
+  const JVFileEventer watcher(told, {root}, true);
+  const auto change = [&](const std::string& path) {
+    if (!makeFile(path)) return;
+    constexpr auto kUsual = 1s;  // longer than the two seconds between two looks only where there is a problem
+    const bool seen = told->waitFor(path, kUsual) || (!watcher.problem() && told->waitFor(path, kBound));
+    answers.expect(seen, watcher.problem().has_value(), "a change was not told, and no problem either: " + path);
+  };
+  change(root + "/a/b/" + name);
+  std::error_code failed;
+  std::filesystem::create_directories(root + "/new" + name + "/in", failed);
+  if (!failed) change(root + "/new" + name + "/in/file");
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// System
+
+void runFacts(Answers& answers) {
+  std::string interface;
+  const bool right = holds(answers, [&] {
+    const std::string address = JVUtilities::ipAddress(&interface);
+    return interface == "soak0" && address.starts_with("192.0.2.");
+  });
+  answers.expect(right, interface == "soak0" || interface == "en0", "ipAddress: " + interface);
+  answers.expect(holds(answers, [] { return JVUtilities::userName() == "Ada Lovelace"; }), true, "userName");
+  answers.expect(holds(answers, [] { return JVUtilities::userEmail() == "ada@example.org"; }), true, "userEmail");
+  answers.expect(!JVUtilities::computerName().empty(), false, "computerName");
+  answers.expect(JVUtilities::computerModel().size() < 1000, false, "computerModel");
+  answers.expect(!JVUtilities::isMachineIdleForMinutes(100'000), false, "isMachineIdleForMinutes");
+  answers.expect(!JVUtilities::isSIPEnabled(), false, "isSIPEnabled");
+}
+
+void runListeners(Answers& answers) {
+  static int number = 0;
+  bool heard = false;
+  NSRunLoop& loop = NSRunLoop::mainRunLoop();
+  const JVUser user;
+  answers.expect(user.isActive(), false, "JVUser");
+  JVSystemConfigListener listener;
+  const auto token = JVFoundation::NSNotificationCenter::defaultCenter().addObserver(JVComputerNameChangedNotification,
+                                                                                     &listener, [&](const auto&) {
+                                                                                       heard = true;
+                                                                                       loop.stop();
+                                                                                     });
+  const std::string name = "faults " + std::to_string(++number) + " " + std::to_string(getpid());
+  {
+    std::ofstream("/etc/machine-info.new") << "PRETTY_HOSTNAME=\"" << name << "\"\n";
+    std::error_code failed;
+    std::filesystem::rename("/etc/machine-info.new", "/etc/machine-info", failed);
+  }
+  bool over = false;
+  try {
+    const auto bound = loop.addTimer(answers.disturbed() ? 200ms : 30s, [&] {
+      over = true;
+      loop.stop();
+    });
+    runLoopUntil([&] { return heard || over; });
+    loop.removeTimer(bound);
+  } catch (const std::system_error&) {
+    answers.expect(false, true, "no timer");
+  }
+  answers.expect(heard, true, "the name's change was not heard");
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Screens and fonts
+
+void runScreens(Answers& answers) {
+  answers.expect(holds(answers, [] { return JVPlatform::screens()->screens().size() == 2; }), true, "two screens");
+  const bool found = holds(answers, [] {
+    const auto screen = JVScreenForPoint({1500, 500});
+    return screen && screen->frame().origin.x == 1440;
+  });
+  answers.expect(found, true, "a screen");
+}
+
+void runScreensX11(Answers& answers) {
+  unsetenv("WAYLAND_DISPLAY");
+  runScreens(answers);
+}
+
+void runScreensWayland(Answers& answers) {
+  unsetenv("DISPLAY");
+  setenv("WAYLAND_DISPLAY", getenv("JV_TEST_WAYLAND_DISPLAY"), 1);
+  setenv("XDG_RUNTIME_DIR", getenv("JV_TEST_XDG_RUNTIME_DIR"), 1);
+  runScreens(answers);
+}
+
+void runFonts(Answers& answers) {
+  const NSFont::Pointer font = NSFont::fontWithName("DejaVu Sans", 14);
+  answers.expect(font != nullptr, true, "DejaVu Sans");
+  const NSFont::Pointer system = NSFont::systemFontOfSize(12);
+  answers.expect(system != nullptr, true, "the system font");
+  if (!font) return;
+  const NSFont::Pointer bold = font->boldFont();
+  answers.expect(bold && bold->fontName() == "DejaVuSans-Bold", true, "the bold variant");
+  answers.expect(font->lineHeight() > 14, false, "lineHeight");
+}
+
+void runText(Answers& answers) {
+  const NSSize size = NSString::sizeWithWidth("A paragraph that has to fit into a column.", 80);
+  answers.expect(size.height > 30, size.height >= 0, "sizeWithWidth: " + std::to_string(size.height));
+}
+
+// A pipe has no errors of a disk, and one that nobody reads any more drops the rest of the input on purpose.
+constexpr char kOfNoPipe[] = "read EIO;write EIO;write ENOSPC;pwritev2 EIO;pwritev2 EPIPE;";
+// What may not be read cannot be watched, and that is no trouble; what is not there will come with an event.
+constexpr char kOfNoWatch[] =
+    "openat EACCES;open EACCES;statx EACCES;inotify_add_watch EACCES;inotify_add_watch ENOENT;getdents64 ENOENT;";
+// Pango ends the process when it gets no thread for its first font map.
+constexpr char kOfPango[] = "clone3 EAGAIN;clone3 ENOMEM;clone EAGAIN;clone ENOMEM;mmap ENOMEM;mprotect ENOMEM;";
+
+constexpr Service kServices[] = {
+    {"encoding", runEncoding, prepareEncoding},
+    {"tasks", runTasks<launchSync>, nullptr, nullptr, 1, kOfNoPipe},
+    {"background", runTasks<launchAsync>, nullptr, nullptr, 4, kOfNoPipe},
+    {"dispatch", runDispatch},
+    {"vault", runVault},
+    {"keychain", useKeychain, nullptr, "DBUS_SESSION_BUS_ADDRESS"},
+    {"fileevents", runWatching, prepareWatching, nullptr, 1, kOfNoWatch},
+    {"facts", runFacts, nullptr, "JV_TEST_INSIDE"},
+    {"listeners", runListeners, nullptr, "JV_TEST_INSIDE"},
+    {"screens-x11", runScreensX11, nullptr, "DISPLAY"},
+    {"screens-wayland", runScreensWayland, nullptr, "JV_TEST_WAYLAND_DISPLAY"},
+    {"fonts", runFonts, nullptr, "FONTCONFIG_FILE"},
+    {"text", runText, nullptr, "FONTCONFIG_FILE", 1, kOfPango},
+};
+
+}  // namespace
+
+std::span<const Service> services() { return kServices; }
+
+}  // namespace faults
