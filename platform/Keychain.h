@@ -72,8 +72,9 @@ class JV_EXPORT Keychain {
   ///                `kSecAttrProtocol`. An empty text is looked for as such. Always with `kSecReturnAttributes` and
   ///                `kSecMatchLimitAll`.
   /// @param result  an array with a dictionary an item, oldest first: texts under "srvr", "sdmn", "acct", "path",
-  ///                "ptcl", "atyp", "svce" and "labl", and a number under "port"; an attribute that the item lacks, or
-  ///                that is no text, is missing. For `CFRelease`. Null with a status other than 0.
+  ///                "ptcl", "atyp", "svce" and "labl", and a number under "port"; an attribute that the item lacks is
+  ///                missing. Texts are the bytes that were stored, UTF-8 or not: whoever looked the item up again
+  ///                without one would be answered by another item. For `CFRelease`. Null with a status other than 0.
   virtual OSStatus SecItemCopyMatching(const JVFoundation::Dictionary& query, const JVFoundation::Value** result) = 0;
 
   /// Finds the oldest internet password with exactly these attributes: what is empty here is missing or empty in the

@@ -108,6 +108,23 @@ TEST_F(OpenService, NamesOfAnyBytesComeBackOrFailClearly) {
   }
 }
 
+TEST_F(OpenService, NamesThatAreNoTextBelongToTheirOwnItems) {
+  EXPECT_EQ(saveGeneric("empty's", "s", ""), 0);
+  EXPECT_EQ(saveGeneric("byte's", "s", "\xFF"), 0);
+  EXPECT_EQ(saveGeneric("cut's", "s", "a\xC3\xA9"), 0) << "cut to 61 C3";
+  EXPECT_EQ(saveGeneric("byte's own", "s", "\xFF"), 0);
+  EXPECT_THAT(readAll("s"), ElementsAre("=empty's", "\xFF=byte's own", "a\xC3=cut's"));
+
+  EXPECT_EQ(save("h's", "h", ""), 0);
+  for (const char* password : {"1", "2"}) {
+    EXPECT_EQ(save(password, "h", "\xFF"), 0);
+    EXPECT_EQ(save(password, "\xFF", "u"), 0);
+    EXPECT_EQ(read("h", "\xFF", error), password);
+    EXPECT_EQ(read("\xFF", "u", error), password);
+  }
+  EXPECT_EQ(read("h", "", error), "h's");
+}
+
 TEST_F(OpenService, NamesOutsideAsciiAreCutShort) {
   EXPECT_EQ(save("1", "h", "\xC3\xA9"), 0);
   EXPECT_EQ(read("h", "\xC3\xA9", error), std::nullopt) << "stored as the byte C3, which is another name";

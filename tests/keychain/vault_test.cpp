@@ -92,6 +92,30 @@ TEST_F(Vault, KeepsWhatItIsGiven) {
   EXPECT_EQ(save("2", "\xC3\xA9"), errSecDuplicateItem);
 }
 
+TEST_F(Vault, NamesThatAreNoTextBelongToTheirOwnItems) {
+  const InstalledKeychain installed(open());
+  EXPECT_EQ(save("empty's", ""), 0);
+  EXPECT_EQ(save("byte's", "\xFF"), 0);
+  EXPECT_EQ(save("cut's", "a\xC3\xA9"), 0) << "cut to 61 C3";
+  EXPECT_EQ(save("text's", "\xC3\xA9"
+                           "a"),
+            0)
+      << "cut to C3 A9";
+  EXPECT_EQ(save("both's", "\xC3\xA9\xFF"), 0) << "not cut";
+  EXPECT_EQ(save("byte's own", "\xFF"), 0);
+  EXPECT_THAT(readAll(), ElementsAre("=empty's", "\xFF=byte's own", "a\xC3=cut's", "\xC3\xA9\xFF=both's"));
+  EXPECT_EQ(textOf(JVKeychain::genericPasswordsWithAccounts({"\xFF"}, "s").find("\xFF")), "byte's own");
+
+  EXPECT_TRUE(JVKeychain::savePassword("h's", "h", "", JVKeychainProtocolAny));
+  for (const char* password : {"1", "2"}) {
+    EXPECT_TRUE(JVKeychain::savePassword(password, "h", "\xFF", JVKeychainProtocolAny));
+    EXPECT_TRUE(JVKeychain::savePassword(password, "\xFF", "u", JVKeychainProtocolAny)) << "its label is no text either";
+    EXPECT_EQ(JVKeychain::passwordForHost("h", "\xFF", JVKeychainProtocolAny), password);
+    EXPECT_EQ(JVKeychain::passwordForHost("\xFF", "u", JVKeychainProtocolAny), password);
+  }
+  EXPECT_EQ(JVKeychain::passwordForHost("h", "", JVKeychainProtocolAny), "h's");
+}
+
 TEST_F(Vault, NoSecretStaysInMemory) {
   if (!kCanScanMemory) GTEST_SKIP() << "not under a sanitizer";
   std::string secret = HiddenSecret::text();

@@ -67,6 +67,19 @@ class InVault(unittest.TestCase):
         self.assertEqual(line, {"host": "ftp.example.org", "account": "me", "protocol": "ftp",
                                 "authentication": "default", "label": "ftp.example.org", "password": "f"})
 
+    def test_names_that_are_no_text(self):
+        bad = ["--service", "app", "--account", b"\xff"]
+        self.run_in_vault("save", "--service", "app", "--account", "", input=b"empty")
+        self.run_in_vault("save", *bad, input=b"bad")
+        self.assertEqual(self.run_in_vault("get", *bad).stdout, b"bad\n")
+        lines = self.run_in_vault("list", "--service", "app", "--json", "--show-passwords").stdout.splitlines()
+        self.assertEqual([json.loads(line) for line in lines],
+                         [{"service": "app", "account": "", "label": "app/", "password": "empty"},
+                          {"service": "app", "accountHex": "ff", "labelHex": "6170702fff", "password": "bad"}])
+        self.assertEqual(self.run_in_vault("delete", *bad).returncode, 0)
+        self.assertEqual(self.run_in_vault("get", *bad).returncode, 1)
+        self.assertEqual(self.run_in_vault("get", *bad[:3], "").stdout, b"empty\n")
+
     def test_status_and_wrong_passphrase(self):
         self.run_in_vault("save", "--service", "app", "--account", "a", input=b"x")
         status = self.run_in_vault("status")

@@ -60,11 +60,12 @@ int show(const std::string& text) {
 
 int show(const ordered_json& line) { return show(line.dump() + '\n'); }
 
-void setPassword(ordered_json& line, std::string_view password) {
-  if (jv::isUTF8(password)) {
-    line["password"] = password;
+/// Bytes that are no text go as digits under a name of their own.
+void setBytes(ordered_json& line, std::string name, std::string_view bytes) {
+  if (jv::isUTF8(bytes)) {
+    line[name] = bytes;
   } else {
-    line["passwordHex"] = jv::hexadecimalOf(password);
+    line[name + "Hex"] = jv::hexadecimalOf(bytes);
   }
 }
 
@@ -123,7 +124,7 @@ int get(const Options& options) {
   password.text = std::move(*found);
   if (!options.json) return show(password.text + '\n');
   ordered_json line;
-  setPassword(line, password.text);
+  setBytes(line, "password", password.text);
   return show(line);
 }
 
@@ -170,10 +171,10 @@ ordered_json jsonOf(const Value& item, const jv::SecretText* password) {
   };
   ordered_json line;
   for (const auto& [key, name] : kNames) {
-    if (const std::string* text = item.text(key)) line[name] = *text;
+    if (const std::string* text = item.text(key)) setBytes(line, name, *text);
     if (const JVFoundation::NSNumber* number = item.number(key)) line[name] = number->intValue();
   }
-  if (password != nullptr) setPassword(line, password->text);
+  if (password != nullptr) setBytes(line, "password", password->text);
   return line;
 }
 
