@@ -38,7 +38,7 @@ enum KeychainStatus : OSStatus {
   errSecItemNotFound = -25300,           ///< there is no such item
   errSecNoSuchClass = -25306,            ///< a query was answered by something other than items
   errSecNoDefaultKeychain = -25307,      ///< there is no default collection, and none could be made
-  errSecInteractionNotAllowed = -25308,  ///< the keychain is locked, and there is no display to ask the user on
+  errSecInteractionNotAllowed = -25308,  ///< the keychain stays locked: no display to ask on, or the service left it so
   errSecServiceNotAvailable = -67585,    ///< the password service did not answer to the end: what it did is unknown
 };
 

@@ -36,7 +36,8 @@ constexpr Message kMessages[] = {
     {errSecNoSuchClass,           "The keychain answered with something other than items."},
     {errSecNoDefaultKeychain,     "There is no default keychain, and none can be made without a display to ask for its "
                                   "password on."},
-    {errSecInteractionNotAllowed, "The keychain is locked, and there is no display to ask for its password on."},
+    {errSecInteractionNotAllowed, "The keychain is locked: there is no display to ask for its password on, or the "
+                                  "password service did not unlock it."},
     {errSecServiceNotAvailable,   "The password service ended or stopped answering. What was to be stored may or may not "
                                   "have been stored."},
 };

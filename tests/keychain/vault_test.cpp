@@ -97,8 +97,9 @@ TEST_F(Vault, NamesThatAreNoTextBelongToTheirOwnItems) {
   EXPECT_EQ(save("empty's", ""), 0);
   EXPECT_EQ(save("byte's", "\xFF"), 0);
   EXPECT_EQ(save("cut's", "a\xC3\xA9"), 0) << "cut to 61 C3";
-  EXPECT_EQ(save("text's", "\xC3\xA9"
-                           "a"),
+  EXPECT_EQ(save("text's",
+                 "\xC3\xA9"
+                 "a"),
             0)
       << "cut to C3 A9";
   EXPECT_EQ(save("both's", "\xC3\xA9\xFF"), 0) << "not cut";
@@ -109,7 +110,8 @@ TEST_F(Vault, NamesThatAreNoTextBelongToTheirOwnItems) {
   EXPECT_TRUE(JVKeychain::savePassword("h's", "h", "", JVKeychainProtocolAny));
   for (const char* password : {"1", "2"}) {
     EXPECT_TRUE(JVKeychain::savePassword(password, "h", "\xFF", JVKeychainProtocolAny));
-    EXPECT_TRUE(JVKeychain::savePassword(password, "\xFF", "u", JVKeychainProtocolAny)) << "its label is no text either";
+    EXPECT_TRUE(JVKeychain::savePassword(password, "\xFF", "u", JVKeychainProtocolAny))
+        << "its label is no text either";
     EXPECT_EQ(JVKeychain::passwordForHost("h", "\xFF", JVKeychainProtocolAny), password);
     EXPECT_EQ(JVKeychain::passwordForHost("\xFF", "u", JVKeychainProtocolAny), password);
   }

@@ -257,7 +257,10 @@ class KeychainSecretService final : public KeychainByKey {
     if (paths.empty()) return found;
     std::vector<std::optional<SecretProperties>> properties = service.properties(paths);
     for (std::size_t at = 0; at < paths.size(); ++at) {
-      if (!properties[at] || !isWanted(properties[at]->attributes)) continue;
+      if (!properties[at]) continue;
+      // Whether it is wanted cannot be told. Taken for missing, its password would be made anew and lost.
+      if (properties[at]->isLocked) throw SecretFailure(errSecInteractionNotAllowed, FailureCause::answer);
+      if (!isWanted(properties[at]->attributes)) continue;
       found->items.push_back({std::move(paths[at]), std::move(*properties[at]), {}});
     }
     std::ranges::sort(found->items, [](const FoundItem& a, const FoundItem& b) {

@@ -14,6 +14,7 @@ namespace {
 
 using namespace JVPlatform;
 
+constexpr const char* kBus = "org.freedesktop.DBus";
 constexpr const char* kService = "org.freedesktop.secrets";
 constexpr const char* kServicePath = "/org/freedesktop/secrets";
 constexpr const char* kDefaultCollection = "/org/freedesktop/secrets/aliases/default";
@@ -66,6 +67,17 @@ std::string readText(sd_bus_message* message, char type) {
   const char* text = nullptr;
   checked(sd_bus_message_read_basic(message, type, &text));
   return text;
+}
+
+std::string_view senderOf(sd_bus_message* message) {
+  const char* const sender = sd_bus_message_get_sender(message);
+  return sender != nullptr ? sender : "";
+}
+
+bool readFlag(sd_bus_message* message) {
+  int flag = 0;
+  checked(sd_bus_message_read_basic(message, 'b', &flag));
+  return flag != 0;
 }
 
 std::vector<ObjectPath> readPaths(sd_bus_message* message) {
@@ -121,8 +133,11 @@ SecretProperties readProperties(sd_bus_message* message) {
       properties.label = readText(message, 's');
     } else if (name == "Created" && enterVariant(message, "t")) {
       checked(sd_bus_message_read_basic(message, 't', &properties.created));
+    } else if (name == "Locked" && enterVariant(message, "b")) {
+      properties.isLocked = readFlag(message);
     } else {
-      if (name != "Attributes" && name != "Label" && name != "Created") checked(sd_bus_message_skip(message, "v"));
+      const bool isSkipped = name == "Attributes" || name == "Label" || name == "Created" || name == "Locked";
+      if (!isSkipped) checked(sd_bus_message_skip(message, "v"));
       return;
     }
     checked(sd_bus_message_exit_container(message));
@@ -228,10 +243,11 @@ int SecretConnection::onReply(sd_bus_message* reply, void* call, sd_bus_error*) 
 int SecretConnection::onMessage(sd_bus_message* message, void* self, sd_bus_error*) {
   auto& connection = *static_cast<SecretConnection*>(self);
   if (connection.awaitedPrompt_.empty()) return 0;
-  if (sd_bus_message_is_signal(message, kPromptInterface, "Completed") > 0 &&
+  const std::string_view sender = senderOf(message);
+  if (sender == connection.promptOwner_ && sd_bus_message_is_signal(message, kPromptInterface, "Completed") > 0 &&
       sd_bus_message_get_path(message) == connection.awaitedPrompt_) {
     connection.promptEnd_.reset(sd_bus_message_ref(message));
-  } else if (sd_bus_message_is_signal(message, "org.freedesktop.DBus", "NameOwnerChanged") > 0) {
+  } else if (sender == kBus && sd_bus_message_is_signal(message, kBus, "NameOwnerChanged") > 0) {
     const char* name = nullptr;
     if (sd_bus_message_read(message, "s", &name) >= 0 && std::string_view(name) == kService) {
       connection.serviceWent_ = true;
@@ -419,9 +435,7 @@ std::optional<SecretConnection::Collection> SecretConnection::defaultCollection(
     if (name == "Label" && enterVariant(message, "s")) {
       collection.label = readText(message, 's');
     } else if (name == "Locked" && enterVariant(message, "b")) {
-      int isLocked = 1;
-      checked(sd_bus_message_read_basic(message, 'b', &isLocked));
-      collection.isUnlocked = isLocked == 0;
+      collection.isUnlocked = !readFlag(message);
     } else {
       if (name != "Label" && name != "Locked") checked(sd_bus_message_skip(message, "v"));
       return;
@@ -467,9 +481,8 @@ ObjectPath SecretConnection::createIn(const char* collection, const SecretAttrib
   exchange(call);
 
   ObjectPath item = readText(call.reply.get(), 'o');
-  const ObjectPath promptPath = readText(call.reply.get(), 'o');
-  if (promptPath == kNone) return item;
-  const SdMessage end = prompt(promptPath, errSecInteractionNotAllowed);
+  const SdMessage end = prompt(call, errSecInteractionNotAllowed);
+  if (!end) return item;
   checked(sd_bus_message_enter_container(end.get(), 'v', "o"));
   return readText(end.get(), 'o');
 }
@@ -480,7 +493,7 @@ void SecretConnection::createDefaultCollection() {
                                 "Default", "default"));
   exchange(call);
   checked(sd_bus_message_skip(call.reply.get(), "o"));
-  prompt(readText(call.reply.get(), 'o'), errSecNoDefaultKeychain);
+  prompt(call, errSecNoDefaultKeychain);
 }
 
 ObjectPath SecretConnection::create(const SecretAttributes& attributes, std::string_view label,
@@ -528,7 +541,7 @@ void SecretConnection::remove(const ObjectPath& item) {
   Call call = newCall(Place::item, item.c_str(), kItemInterface, "Delete");
   call.isWrite = true;
   exchange(call);
-  prompt(readText(call.reply.get(), 'o'), errSecInteractionNotAllowed);
+  prompt(call, errSecInteractionNotAllowed);
 }
 
 // --- asking the user ---
@@ -538,18 +551,19 @@ void SecretConnection::unlock(std::span<const ObjectPath> objects) {
   append(call.request.get(), objects);
   exchange(call);
   readPaths(call.reply.get());
-  prompt(readText(call.reply.get(), 'o'), errSecInteractionNotAllowed);
+  prompt(call, errSecInteractionNotAllowed);
 }
 
 SecretConnection::Call SecretConnection::matchCall(const char* method, const std::string& rule) {
   Call call;
-  checked(sd_bus_message_new_method_call(bus_.get(), OutPointer(call.request), "org.freedesktop.DBus",
-                                         "/org/freedesktop/DBus", "org.freedesktop.DBus", method));
+  checked(sd_bus_message_new_method_call(bus_.get(), OutPointer(call.request), kBus, "/org/freedesktop/DBus", kBus,
+                                         method));
   checked(sd_bus_message_append(call.request.get(), "s", rule.c_str()));
   return call;
 }
 
-SdMessage SecretConnection::prompt(const ObjectPath& path, OSStatus withoutDisplay) {
+SdMessage SecretConnection::prompt(const Call& asked, OSStatus withoutDisplay) {
+  const ObjectPath path = readText(asked.reply.get(), 'o');
   if (path == kNone) return nullptr;
   // A service without a dialog to show reports a prompt as dismissed, just as if the user had refused.
   if (!hasDisplay()) {
@@ -558,6 +572,7 @@ SdMessage SecretConnection::prompt(const ObjectPath& path, OSStatus withoutDispl
     throw SecretFailure(withoutDisplay, FailureCause::answer);
   }
   awaitedPrompt_ = path;
+  promptOwner_ = senderOf(asked.reply.get());
   promptEnd_.reset();
   serviceWent_ = false;
   std::array<Call, 3> calls = {matchCall("AddMatch", promptRule(path)), matchCall("AddMatch", ownerRule()),

@@ -48,7 +48,8 @@ class SecretConnection {
   bool isAlive();
   void forgetSession() { session_.clear(); }
 
-  /// The items with these attributes, at least. Locked ones are unlocked first, if need be by the user.
+  /// The items with these attributes, at least. The service is asked to unlock locked ones first, if need be by the
+  /// user; whether it did is in their properties.
   std::vector<ObjectPath> search(const SecretAttributes& attributes);
   /// One for each path; none for an item that is gone.
   std::vector<std::optional<SecretProperties>> properties(std::span<const ObjectPath> items);
@@ -99,8 +100,9 @@ class SecretConnection {
   ObjectPath createIn(const char* collection, const SecretAttributes& attributes, std::string_view label,
                       std::span<const std::uint8_t> secret);
   void createDefaultCollection();
-  /// Has the service ask the user. Gives the signal that tells the result. "/" is no prompt: then none.
-  SdMessage prompt(const ObjectPath& path, JVPlatform::OSStatus withoutDisplay);
+  /// Has the service ask the user by the prompt that comes next in the reply to @p asked. Gives the signal that tells
+  /// the result; none if there is no prompt.
+  SdMessage prompt(const Call& asked, JVPlatform::OSStatus withoutDisplay);
   Call matchCall(const char* method, const std::string& rule);
   static int onReply(sd_bus_message* reply, void* call, sd_bus_error*);
   static int onMessage(sd_bus_message* message, void* self, sd_bus_error*);
@@ -109,6 +111,7 @@ class SecretConnection {
   pid_t process_;
   std::string session_;
   std::string awaitedPrompt_;  // the object whose end is waited for
+  std::string promptOwner_;    // whose object it is: everybody may send signals
   SdMessage promptEnd_;        // its signal
   bool serviceWent_ = false;   // while a prompt was waited for
 };
