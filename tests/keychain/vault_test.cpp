@@ -120,20 +120,24 @@ TEST_F(Vault, NamesThatAreNoTextBelongToTheirOwnItems) {
 
 TEST_F(Vault, NoSecretStaysInMemory) {
   if (!kCanScanMemory) GTEST_SKIP() << "not under a sanitizer";
-  std::string secret = HiddenSecret::text();
-  ASSERT_GE(HiddenSecret::copies(), 1) << "it would be seen";
   const InstalledKeychain installed(open());
-  EXPECT_EQ(save(secret, "a"), 0);
-  EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
-  EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
-  HiddenSecret::wipe(secret);
-  EXPECT_EQ(HiddenSecret::copies(), 0) << "after saving";
+  for (const std::size_t size : HiddenSecret::kSizes) {
+    SCOPED_TRACE(size);
+    const HiddenSecret hidden(size);
+    std::string secret = hidden.text();
+    ASSERT_GE(hidden.copies(), 1) << "it would be seen";
+    EXPECT_EQ(save(secret, "a"), 0);
+    EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
+    EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
+    HiddenSecret::wipe(secret);
+    EXPECT_EQ(hidden.copies(), 0) << "after saving";
 
-  std::optional<std::string> read = JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny);
-  ASSERT_TRUE(read);
-  EXPECT_EQ(HiddenSecret::copies(), 1) << "the caller's own";
-  HiddenSecret::wipe(*read);
-  EXPECT_EQ(HiddenSecret::copies(), 0) << "after reading";
+    std::optional<std::string> read = JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(hidden.copies(), 1) << "the caller's own";
+    HiddenSecret::wipe(*read);
+    EXPECT_EQ(hidden.copies(), 0) << "after reading";
+  }
 }
 
 TEST_F(Vault, ItemsAreDeletedAndStayTheirOwn) {
