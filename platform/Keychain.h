@@ -22,7 +22,7 @@ using OSStatus = std::int32_t;
 /// What the implementations of this library report. Each has a message of its own.
 enum KeychainStatus : OSStatus {
   errSecSuccess = 0,
-  errSecIO = -36,                        ///< the vault's file system failed
+  errSecIO = -36,                        ///< the vault's file system failed, or others keep the vault locked
   errSecDiskFull = -34,                  ///< no room for the vault
   errSecParam = -50,                     ///< what was handed in cannot be stored or asked for
   errSecWrPerm = -61,                    ///< the vault belongs to others, or others may write to it
@@ -39,7 +39,7 @@ enum KeychainStatus : OSStatus {
   errSecNoSuchClass = -25306,            ///< a query was answered by something other than items
   errSecNoDefaultKeychain = -25307,      ///< there is no default collection, and none could be made
   errSecInteractionNotAllowed = -25308,  ///< the keychain stays locked: no display to ask on, or the service left it so
-  errSecServiceNotAvailable = -67585,    ///< the password service did not answer to the end: what it did is unknown
+  errSecServiceNotAvailable = -67585,    ///< no answer to the end, or no sync: what was done, or stays done, is unknown
 };
 
 /// A stored item, from the operation that gave it until it is handed back.

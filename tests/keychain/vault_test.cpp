@@ -6,18 +6,25 @@
 #include <sodium.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include "memory_scan.h"
+#include "platform/FileLock.h"
 #include "support.h"
 #include "support/temporary_folder.h"
 
@@ -29,6 +36,22 @@ using testing::ElementsAre;
 using Key = std::array<std::uint8_t, 32>;
 
 constexpr Key kKey = {1, 2, 3};
+
+std::atomic<bool> doFoldersFailToSync = false;
+
+}  // namespace
+
+/// Stands before the C library's, also for the module.
+extern "C" __attribute__((visibility("default"))) int fsync(int file) {
+  struct stat status {};
+  if (doFoldersFailToSync && fstat(file, &status) == 0 && S_ISDIR(status.st_mode)) {
+    errno = EIO;
+    return -1;
+  }
+  return static_cast<int>(syscall(SYS_fsync, file));
+}
+
+namespace {
 
 class Vault : public testing::Test {
  protected:
@@ -289,6 +312,36 @@ TEST_F(Vault, AFullDiskLeavesTheOldContent) {
   EXPECT_EQ(contents(), before);
   EXPECT_FALSE(std::filesystem::exists(path() + ".new"));
   EXPECT_EQ(save("q", "b"), 0);
+}
+
+TEST_F(Vault, AFolderThatDoesNotReachTheDiskLeavesTheOutcomeOpen) {
+  const InstalledKeychain installed(open());
+  EXPECT_EQ(save("p", "a"), 0);
+  doFoldersFailToSync = true;
+  EXPECT_EQ(JVKeychain::savePassword("q", "h", "u", JVKeychainProtocolAny, &error), false);
+  doFoldersFailToSync = false;
+  EXPECT_EQ(status(), errSecServiceNotAvailable);
+  EXPECT_EQ(JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny), "q") << "the file was replaced";
+}
+
+TEST_F(Vault, WaitsForALockAsLongAsItSaysAndNoLonger) {
+  using std::chrono::milliseconds;
+  const int held = ::open((folder.path() / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  const int other = ::open((folder.path() / "lock").c_str(), O_RDWR | O_CLOEXEC);
+  EXPECT_EQ(jv::lockFile(held, milliseconds(0)), 0);
+  const auto start = std::chrono::steady_clock::now();
+  const auto handler = signal(SIGALRM, [](int) {});
+  const itimerval often{{0, 500}, {0, 500}}, never{};
+  setitimer(ITIMER_REAL, &often, nullptr);  // cuts every pause short
+  EXPECT_EQ(jv::lockFile(other, milliseconds(500)), EWOULDBLOCK);
+  setitimer(ITIMER_REAL, &never, nullptr);
+  signal(SIGALRM, handler);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(500));
+  std::thread releasing([held] { close(held); });
+  EXPECT_EQ(jv::lockFile(other, milliseconds(30'000)), 0);
+  releasing.join();
+  close(other);
+  EXPECT_EQ(jv::lockFile(-1, milliseconds(30'000)), EBADF);
 }
 
 /// Runs @p work in a child; it must not come back to the test.
