@@ -7,24 +7,20 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <random>
-#include <thread>
 #include <vector>
 
 #include "memory_scan.h"
-#include "platform/FileLock.h"
 #include "support.h"
 #include "support/temporary_folder.h"
 
@@ -322,26 +318,6 @@ TEST_F(Vault, AFolderThatDoesNotReachTheDiskLeavesTheOutcomeOpen) {
   doFoldersFailToSync = false;
   EXPECT_EQ(status(), errSecServiceNotAvailable);
   EXPECT_EQ(JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny), "q") << "the file was replaced";
-}
-
-TEST_F(Vault, WaitsForALockAsLongAsItSaysAndNoLonger) {
-  using std::chrono::milliseconds;
-  const int held = ::open((folder.path() / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  const int other = ::open((folder.path() / "lock").c_str(), O_RDWR | O_CLOEXEC);
-  EXPECT_EQ(jv::lockFile(held, milliseconds(0)), 0);
-  const auto start = std::chrono::steady_clock::now();
-  const auto handler = signal(SIGALRM, [](int) {});
-  const itimerval often{{0, 500}, {0, 500}}, never{};
-  setitimer(ITIMER_REAL, &often, nullptr);  // cuts every pause short
-  EXPECT_EQ(jv::lockFile(other, milliseconds(500)), EWOULDBLOCK);
-  setitimer(ITIMER_REAL, &never, nullptr);
-  signal(SIGALRM, handler);
-  EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(500));
-  std::thread releasing([held] { close(held); });
-  EXPECT_EQ(jv::lockFile(other, milliseconds(30'000)), 0);
-  releasing.join();
-  close(other);
-  EXPECT_EQ(jv::lockFile(-1, milliseconds(30'000)), EBADF);
 }
 
 /// Runs @p work in a child; it must not come back to the test.
