@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <span>
@@ -13,27 +14,14 @@
 #include <vector>
 
 #include "foundation/secret.h"
-#include "platform/KeychainByKey.h"
 #include "platform/modules/bus/SdBus.h"
 #include "platform/modules/bus/SecretAttributes.h"
+#include "platform/modules/bus/SecretFailure.h"
+#include "platform/modules/bus/SecretMessages.h"
 
 namespace jv {
 
-/// What a call failed for, as far as it matters to whoever may repeat it.
-enum class FailureCause : std::uint8_t {
-  answer,       ///< the service said so
-  sessionGone,  ///< the service does not know the session: nothing was done
-  lost,         ///< the service or the bus went away in the middle
-  late,         ///< no answer within the time limit
-};
-
-struct SecretFailure : KeychainFailure {
-  SecretFailure(JVPlatform::OSStatus code, FailureCause why) : KeychainFailure{code}, cause(why) {}
-  FailureCause cause;
-};
-
 using SecretBytes = Secret<std::vector<std::uint8_t>>;
-using ObjectPath = std::string;
 
 /// For one thread at a time. Every call throws a `SecretFailure` when it fails; each answer is waited for 25 seconds,
 /// but for the user, who may take any time. Calls on many items are sent together and waited for once.
@@ -71,16 +59,14 @@ class SecretConnection {
   std::optional<Collection> defaultCollection();
 
  private:
-  enum class Place : std::uint8_t { service, collection, item };
-
   struct Call {
     SdMessage request;
     SdMessage reply;
-    Place place = Place::service;
+    SecretPlace place = SecretPlace::service;
     bool isWrite = false;
   };
 
-  Call newCall(Place place, const char* path, const char* interface, const char* method);
+  Call newCall(SecretPlace place, const char* path, const char* interface, const char* method);
   Call newSessionCall();
   void appendSecret(Call& call, std::span<const std::uint8_t> secret);
   SecretBytes readSecret(Call& call);
@@ -90,8 +76,7 @@ class SecretConnection {
   /// The same for one, whose error is thrown.
   void exchange(Call& call);
   void send(Call& call);
-  template <class Condition>
-  void waitUntil(Condition isDone, std::optional<std::uint64_t> deadline);
+  void waitUntil(const std::function<bool()>& isDone, std::optional<std::uint64_t> deadline);
   /// Throws what the reply says that went wrong.
   void check(const Call& call);
   void openSession();
