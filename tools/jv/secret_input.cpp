@@ -76,7 +76,9 @@ void dropLineFeed(std::string& text) {
 
 }  // namespace
 
-void wipe(void* bytes, std::size_t size) noexcept { explicit_bzero(bytes, size); }
+void wipe(void* bytes, std::size_t size) noexcept {
+  if (size > 0) explicit_bzero(bytes, size);
+}
 
 SecretText::SecretText(std::string&& secret) noexcept : text(std::move(secret)) { wipeAll(secret); }
 
