@@ -94,7 +94,7 @@ OSStatus gather(Keychain& keychain, const Dictionary& query, Text requested, Pas
     const OSStatus found = item.find(keychain, bytes.lengthOut(), bytes.dataOut(), nullptr);
     if (found == errSecItemNotFound) continue;
     if (found != errSecSuccess) return found;
-    // An account that is no text cannot be a key.
+    // Without an account there is no key to keep it under.
     if (const Text account = requested ? requested : item.account) passwords.set(*account, bytes.bytes());
   }
   return errSecSuccess;

@@ -23,7 +23,7 @@ using JVFoundation::NSError;
 using JVFoundation::Value;
 using Text = std::optional<std::string_view>;
 
-/// Not among the codes by name: what a new item gets.
+/// What a new item gets.
 constexpr std::uint32_t kDefaultAuthentication =
     jv::codeOf(jv::kAuthenticationTypes, kSecAttrAuthenticationTypeDefault);
 
@@ -114,7 +114,8 @@ Reading readFirst(const JVKeychain::Class& methods, Keychain& keychain, const Va
       return failedReading(methods.errorWithDescription(jv::kErrorReading, status));
     }
     Reading reading;
-    reading.password->assign(bytes.bytes().begin(), bytes.bytes().end());
+    // By a pointer to characters: from other iterators a text makes a temporary one, which nobody wipes.
+    reading.password->assign(reinterpret_cast<const char*>(bytes.bytes().data()), bytes.bytes().size());
     reading.isFound = jv::isUtf8(*reading.password);
     if (reading.isFound) return reading;
   }
@@ -192,9 +193,12 @@ Saving save(const JVKeychain::Class& methods, std::span<const std::uint8_t> pass
 std::optional<std::string> JVKeychain::Class::passwordForHost(Text host, std::string_view username,
                                                               std::int64_t protocol,
                                                               std::optional<NSError>* error) const {
+  std::optional<std::string> found;
   Reading reading = read(*this, host, username, protocol);
   if (error) *error = std::move(reading.error);
-  return reading.isFound ? std::optional(reading.password.release()) : std::nullopt;
+  // Short texts lie in the object itself: moving would leave them in each object on the way.
+  if (reading.isFound) found.emplace().swap(*reading.password);
+  return found;
 }
 
 bool JVKeychain::Class::savePassword(Text password, Text host, std::string_view username, std::int64_t protocol,

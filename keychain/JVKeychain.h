@@ -27,7 +27,8 @@ enum JVKeychainProtocol : std::int64_t {
 ///
 /// Saving changes the first item that matches, oldest first, and adds one when none does. Where items are looked up
 /// again by their names, those names count as many bytes as they have UTF-16 units: a name outside ASCII is cut short
-/// there, and an item with such a name does not find itself again (see each function). Use ASCII names.
+/// there, and an item with such a name does not find itself again (see each function). Use ASCII names. Names that are
+/// no UTF-8 count all their bytes.
 ///
 /// Threads: any, any number at once. A call blocks for a few exchanges with the keychain, and as long as the user is
 /// asked to unlock it: keep it off the thread that serves the user interface. Copies of secrets that the library makes
@@ -68,8 +69,8 @@ class JV_EXPORT JVKeychain {
                            std::optional<JVFoundation::NSError>* error = nullptr);
 
   /// All passwords of a service.
-  /// @return  a dictionary from account to password (data); of several items of an account the newest. Empty when
-  ///          there is none. None after an error.
+  /// @return  a dictionary from account, as the bytes that it is, to password (data); of several items of an account
+  ///          the newest. Empty when there is none. None after an error.
   [[nodiscard]] static std::optional<JVFoundation::Value> genericPasswordsWithService(
       std::string_view service, std::optional<JVFoundation::NSError>* error = nullptr);
 

@@ -12,14 +12,17 @@
 namespace jv {
 
 /// The bytes of a UTF-8 text with its length in UTF-16 units, on purpose: outside ASCII the two differ, and the
-/// keychain sees the text cut short. A missing text has no bytes at all, an empty one has none to be seen.
+/// keychain sees the text cut short. Bytes that are no UTF-8 have no such units: all of them count, so that no other
+/// item answers. A missing text has no bytes at all, an empty one has none to be seen.
 struct CountedText {
   std::uint32_t length = 0;
   const char* bytes = nullptr;
 
   CountedText() = default;
   explicit CountedText(std::optional<std::string_view> text)
-      : length(static_cast<std::uint32_t>(text ? utf16Length(*text) : 0)),
+      : length(static_cast<std::uint32_t>(!text           ? 0
+                                          : isUtf8(*text) ? utf16Length(*text)
+                                                          : text->size())),
         bytes(!text           ? nullptr
               : text->empty() ? ""
                               : text->data()) {}

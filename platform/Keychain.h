@@ -22,7 +22,7 @@ using OSStatus = std::int32_t;
 /// What the implementations of this library report. Each has a message of its own.
 enum KeychainStatus : OSStatus {
   errSecSuccess = 0,
-  errSecIO = -36,                        ///< the vault's file system failed
+  errSecIO = -36,                        ///< the vault's file system failed, or others keep the vault locked
   errSecDiskFull = -34,                  ///< no room for the vault
   errSecParam = -50,                     ///< what was handed in cannot be stored or asked for
   errSecWrPerm = -61,                    ///< the vault belongs to others, or others may write to it
@@ -38,8 +38,8 @@ enum KeychainStatus : OSStatus {
   errSecItemNotFound = -25300,           ///< there is no such item
   errSecNoSuchClass = -25306,            ///< a query was answered by something other than items
   errSecNoDefaultKeychain = -25307,      ///< there is no default collection, and none could be made
-  errSecInteractionNotAllowed = -25308,  ///< the keychain is locked, and there is no display to ask the user on
-  errSecServiceNotAvailable = -67585,    ///< the password service did not answer to the end: what it did is unknown
+  errSecInteractionNotAllowed = -25308,  ///< the keychain stays locked: no display to ask on, or the service left it so
+  errSecServiceNotAvailable = -67585,    ///< no answer to the end, or no sync: what was done, or stays done, is unknown
 };
 
 /// A stored item, from the operation that gave it until it is handed back.
@@ -72,8 +72,9 @@ class JV_EXPORT Keychain {
   ///                `kSecAttrProtocol`. An empty text is looked for as such. Always with `kSecReturnAttributes` and
   ///                `kSecMatchLimitAll`.
   /// @param result  an array with a dictionary an item, oldest first: texts under "srvr", "sdmn", "acct", "path",
-  ///                "ptcl", "atyp", "svce" and "labl", and a number under "port"; an attribute that the item lacks, or
-  ///                that is no text, is missing. For `CFRelease`. Null with a status other than 0.
+  ///                "ptcl", "atyp", "svce" and "labl", and a number under "port"; an attribute that the item lacks is
+  ///                missing. Texts are the bytes that were stored, UTF-8 or not: whoever looked the item up again
+  ///                without one would be answered by another item. For `CFRelease`. Null with a status other than 0.
   virtual OSStatus SecItemCopyMatching(const JVFoundation::Dictionary& query, const JVFoundation::Value** result) = 0;
 
   /// Finds the oldest internet password with exactly these attributes: what is empty here is missing or empty in the

@@ -61,14 +61,9 @@ class KeychainByKey : public JVPlatform::Keychain {
                                            std::uint32_t pathLength, const char* path, std::uint16_t port,
                                            std::uint32_t protocol, std::uint32_t authenticationType,
                                            std::uint32_t* passwordLength, void** passwordData, ItemRef* item) final {
-    const ItemKey key{ItemClass::internet,
-                      {serverName, serverNameLength},
-                      {accountName, accountNameLength},
-                      {securityDomain, securityDomainLength},
-                      {path, pathLength},
-                      port,
-                      protocol,
-                      authenticationType};
+    const ItemKey key =
+        internetKey({serverName, serverNameLength}, {securityDomain, securityDomainLength},
+                    {accountName, accountNameLength}, {path, pathLength}, port, protocol, authenticationType);
     return guarded([&] { return find(key, passwordLength, passwordData, item); });
   }
 
@@ -78,32 +73,23 @@ class KeychainByKey : public JVPlatform::Keychain {
                                           std::uint32_t pathLength, const char* path, std::uint16_t port,
                                           std::uint32_t protocol, std::uint32_t authenticationType,
                                           std::uint32_t passwordLength, const void* passwordData, ItemRef* item) final {
-    const ItemKey key{ItemClass::internet,
-                      {serverName, serverNameLength},
-                      {accountName, accountNameLength},
-                      {securityDomain, securityDomainLength},
-                      {path, pathLength},
-                      port,
-                      protocol,
-                      authenticationType};
+    const ItemKey key =
+        internetKey({serverName, serverNameLength}, {securityDomain, securityDomainLength},
+                    {accountName, accountNameLength}, {path, pathLength}, port, protocol, authenticationType);
     return guarded([&] { return add(key, bytes(passwordData, passwordLength), item); });
   }
 
   OSStatus SecKeychainFindGenericPassword(std::uint32_t serviceNameLength, const char* serviceName,
                                           std::uint32_t accountNameLength, const char* accountName,
                                           std::uint32_t* passwordLength, void** passwordData, ItemRef* item) final {
-    const ItemKey key{.kind = ItemClass::generic,
-                      .name = {serviceName, serviceNameLength},
-                      .account = {accountName, accountNameLength}};
+    const ItemKey key = genericKey({serviceName, serviceNameLength}, {accountName, accountNameLength});
     return guarded([&] { return find(key, passwordLength, passwordData, item); });
   }
 
   OSStatus SecKeychainAddGenericPassword(std::uint32_t serviceNameLength, const char* serviceName,
                                          std::uint32_t accountNameLength, const char* accountName,
                                          std::uint32_t passwordLength, const void* passwordData, ItemRef* item) final {
-    const ItemKey key{.kind = ItemClass::generic,
-                      .name = {serviceName, serviceNameLength},
-                      .account = {accountName, accountNameLength}};
+    const ItemKey key = genericKey({serviceName, serviceNameLength}, {accountName, accountNameLength});
     return guarded([&] { return add(key, bytes(passwordData, passwordLength), item); });
   }
 
@@ -160,6 +146,16 @@ class KeychainByKey : public JVPlatform::Keychain {
 
  private:
   static constexpr std::size_t kBlockHead = 16;  // holds the size, and keeps what follows aligned
+
+  static ItemKey internetKey(std::string_view server, std::string_view securityDomain, std::string_view account,
+                             std::string_view path, std::uint16_t port, std::uint32_t protocol,
+                             std::uint32_t authentication) {
+    return {ItemClass::internet, server, account, securityDomain, path, port, protocol, authentication};
+  }
+
+  static ItemKey genericKey(std::string_view service, std::string_view account) {
+    return {.kind = ItemClass::generic, .name = service, .account = account};
+  }
 
   static Bytes bytes(const void* data, std::uint32_t length) {
     return {static_cast<const std::uint8_t*>(data), length};

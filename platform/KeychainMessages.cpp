@@ -17,7 +17,8 @@ struct Message {
 constexpr Message kMessages[] = {
     {errSecSuccess,               "No error."},
     {errSecDiskFull,              "There is no room left for the vault file. It is as it was."},
-    {errSecIO,                    "The vault file cannot be read or written. It is as it was."},
+    {errSecIO,                    "The vault file cannot be read or written, or another process keeps it locked. It is as "
+                                  "it was."},
     {errSecParam,                 "The keychain cannot store or look for what it was given."},
     {errSecWrPerm,                "The vault file or its folder belongs to another user or can be written by others. "
                                   "Make the folder's mode 0700 and the file's 0600."},
@@ -36,9 +37,10 @@ constexpr Message kMessages[] = {
     {errSecNoSuchClass,           "The keychain answered with something other than items."},
     {errSecNoDefaultKeychain,     "There is no default keychain, and none can be made without a display to ask for its "
                                   "password on."},
-    {errSecInteractionNotAllowed, "The keychain is locked, and there is no display to ask for its password on."},
-    {errSecServiceNotAvailable,   "The password service ended or stopped answering. What was to be stored may or may not "
-                                  "have been stored."},
+    {errSecInteractionNotAllowed, "The keychain is locked: there is no display to ask for its password on, or the "
+                                  "password service did not unlock it."},
+    {errSecServiceNotAvailable,   "The password service ended or stopped answering, or the vault's folder could not be "
+                                  "written to the disk. What was to be stored may or may not have been stored."},
 };
 // clang-format on
 

@@ -26,7 +26,7 @@ enum class VaultFile : std::uint8_t { mustExist, createIfMissing };
 ///                    made (mode 0600), and so is its folder (0700).
 /// @param passphrase  stretched with Argon2id: opening takes about 100 ms and 64 MiB.
 /// @param error       when given, written with none or with what is wrong: a wrong key, a damaged file, a file or
-///                    folder that others own or can write to, no room. The file is then as it was.
+///                    folder that others own or can write to, no room. A file that was there is as it was.
 /// @return  the keychain; null with an error.
 JV_EXPORT std::shared_ptr<Keychain> openVault(std::string_view path, std::string_view passphrase, VaultFile file,
                                               std::optional<JVFoundation::NSError>* error = nullptr);

@@ -26,17 +26,20 @@ inline constexpr bool kCanScanMemory = true;
 /// A secret that is in memory only while somebody asks for it, and in one place.
 class HiddenSecret {
  public:
-  static constexpr std::size_t kSize = 48;
+  /// Of the sizes of interest one lies in the text object itself.
+  static constexpr std::size_t kSizes[] = {48, 15};
 
-  static std::string text() {
-    std::string secret(kSize, '\0');
-    for (std::size_t at = 0; at < kSize; ++at) secret[at] = byteAt(at);
+  explicit HiddenSecret(std::size_t size) : size_(size) {}
+
+  [[nodiscard]] std::string text() const {
+    std::string secret(size_, '\0');
+    for (std::size_t at = 0; at < size_; ++at) secret[at] = byteAt(at);
     return secret;
   }
   static void wipe(std::string& secret) { explicit_bzero(secret.data(), secret.size()); }
 
-  /// How often the memory that can be written to holds it, or half of it.
-  static int copies() {
+  /// How often the memory that can be written to holds its second half: what is freed loses its first bytes anyway.
+  [[nodiscard]] int copies() const {
     int found = 0;
     std::FILE* const maps = std::fopen("/proc/self/maps", "re");
     char line[512];
@@ -59,18 +62,20 @@ class HiddenSecret {
     return static_cast<char>('a' + value % 26);
   }
 
-  static int copiesIn(const volatile char* memory, std::size_t size) {
-    constexpr std::size_t kHalf = kSize / 2;
+  [[nodiscard]] int copiesIn(const volatile char* memory, std::size_t size) const {
+    const std::size_t begin = size_ / 2, length = size_ - begin;
     int found = 0;
-    const char first = byteAt(0);
-    for (std::size_t at = 0; at + kHalf <= size; ++at) {
+    const char first = byteAt(begin);
+    for (std::size_t at = 0; at + length <= size; ++at) {
       if (memory[at] != first) continue;
       std::size_t same = 1;
-      while (same < kHalf && memory[at + same] == byteAt(same)) ++same;
-      if (same == kHalf) ++found;
+      while (same < length && memory[at + same] == byteAt(begin + same)) ++same;
+      if (same == length) ++found;
     }
     return found;
   }
+
+  const std::size_t size_;
 };
 
 }  // namespace jvtest

@@ -108,6 +108,23 @@ TEST_F(OpenService, NamesOfAnyBytesComeBackOrFailClearly) {
   }
 }
 
+TEST_F(OpenService, NamesThatAreNoTextBelongToTheirOwnItems) {
+  EXPECT_EQ(saveGeneric("empty's", "s", ""), 0);
+  EXPECT_EQ(saveGeneric("byte's", "s", "\xFF"), 0);
+  EXPECT_EQ(saveGeneric("cut's", "s", "a\xC3\xA9"), 0) << "cut to 61 C3";
+  EXPECT_EQ(saveGeneric("byte's own", "s", "\xFF"), 0);
+  EXPECT_THAT(readAll("s"), ElementsAre("=empty's", "\xFF=byte's own", "a\xC3=cut's"));
+
+  EXPECT_EQ(save("h's", "h", ""), 0);
+  for (const char* password : {"1", "2"}) {
+    EXPECT_EQ(save(password, "h", "\xFF"), 0);
+    EXPECT_EQ(save(password, "\xFF", "u"), 0);
+    EXPECT_EQ(read("h", "\xFF", error), password);
+    EXPECT_EQ(read("\xFF", "u", error), password);
+  }
+  EXPECT_EQ(read("h", "", error), "h's");
+}
+
 TEST_F(OpenService, NamesOutsideAsciiAreCutShort) {
   EXPECT_EQ(save("1", "h", "\xC3\xA9"), 0);
   EXPECT_EQ(read("h", "\xC3\xA9", error), std::nullopt) << "stored as the byte C3, which is another name";
@@ -143,19 +160,23 @@ TEST_F(OpenService, FindsWhatOtherProgramsStored) {
 
 TEST_F(OpenService, NoSecretStaysInMemory) {
   if (!kCanScanMemory) GTEST_SKIP() << "not under a sanitizer";
-  std::string secret = HiddenSecret::text();
-  ASSERT_GE(HiddenSecret::copies(), 1) << "it would be seen";
-  EXPECT_EQ(saveGeneric(secret, "s", "a"), 0);
-  EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
-  EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
-  HiddenSecret::wipe(secret);
-  EXPECT_EQ(HiddenSecret::copies(), 0) << "after saving";
+  for (const std::size_t size : HiddenSecret::kSizes) {
+    SCOPED_TRACE(size);
+    const HiddenSecret hidden(size);
+    std::string secret = hidden.text();
+    ASSERT_GE(hidden.copies(), 1) << "it would be seen";
+    EXPECT_EQ(saveGeneric(secret, "s", "a"), 0);
+    EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
+    EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
+    HiddenSecret::wipe(secret);
+    EXPECT_EQ(hidden.copies(), 0) << "after saving";
 
-  std::optional<std::string> read = JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny);
-  ASSERT_TRUE(read);
-  EXPECT_EQ(HiddenSecret::copies(), 1) << "the caller's own";
-  HiddenSecret::wipe(*read);
-  EXPECT_EQ(HiddenSecret::copies(), 0) << "after reading";
+    std::optional<std::string> read = JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(hidden.copies(), 1) << "the caller's own";
+    HiddenSecret::wipe(*read);
+    EXPECT_EQ(hidden.copies(), 0) << "after reading";
+  }
 }
 
 TEST_F(OpenService, ListsTheOldestFirst) {

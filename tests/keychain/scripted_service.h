@@ -57,6 +57,21 @@ class ScriptedService {
     return calls_;
   }
 
+  /// For handlers: one item, which is locked, and answers with hashes for its attributes as long as it is.
+  static bool answerOneLocked(sd_bus_message* call) {
+    sd_bus_reply_method_return(call, "aoao", 0, 1, "/item/0");
+    return true;
+  }
+  static bool answerHashes(sd_bus_message* call) {
+    sd_bus_reply_method_return(call, "a{sv}", 4, "Locked", "b", 1, "Attributes", "a{ss}", 1, "gkr:compat:hashed:server",
+                               "2510c39011c5be704182423e3a695e91", "Label", "s", "", "Created", "t", std::uint64_t{0});
+    return true;
+  }
+  static bool answerUnlock(sd_bus_message* call, const char* prompt) {
+    sd_bus_reply_method_return(call, "aoo", 0, prompt);
+    return true;
+  }
+
   void answerProperties(sd_bus_message* call) const {
     const std::string path = sd_bus_message_get_path(call);
     const std::string number = path.substr(path.rfind('/') + 1);

@@ -2,6 +2,7 @@
 #include "scripted_service.h"
 
 #include <chrono>
+#include <functional>
 
 #include "password_service.h"
 #include "support.h"
@@ -24,6 +25,23 @@ std::int64_t read() {
 std::int64_t save() {
   Error error;
   return JVKeychain::savePassword("p", "h", "u", 0, &error) ? 0 : error->code();
+}
+
+template <class... Arguments>
+void sendSignal(sd_bus* bus, const char* to, const char* path, const char* interface, const char* name,
+                const char* types, Arguments... arguments) {
+  sd_bus_message* signal = nullptr;
+  sd_bus_message_new_signal(bus, &signal, path, interface, name);
+  sd_bus_message_append(signal, types, arguments...);
+  sd_bus_message_set_destination(signal, to);
+  sd_bus_send(bus, signal, nullptr);
+  sd_bus_message_unref(signal);
+}
+
+/// When it returns, the bus has passed on what was sent before.
+void askTheBus(sd_bus* bus) {
+  sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId", nullptr,
+                     nullptr, nullptr);
 }
 
 TEST(RoundTrips, ReadingIsASearchALookupAndAFetch) {
@@ -104,6 +122,53 @@ TEST(Errors, HaveAStatusEach) {
     EXPECT_EQ(read(), c.reading);
     // Adding needs an item that is not there yet.
     EXPECT_EQ(save(), c.writing);
+  }
+}
+
+TEST(Errors, AnItemThatStaysLockedIsNotTakenForMissing) {
+  PasswordService bus;
+  ScriptedService service;
+  service.handlers["SearchItems"] = ScriptedService::answerOneLocked;
+  service.handlers["GetAll"] = ScriptedService::answerHashes;
+  service.handlers["Unlock"] = [](sd_bus_message* call) { return ScriptedService::answerUnlock(call, "/"); };
+  service.start();
+  EXPECT_EQ(read(), errSecInteractionNotAllowed);
+  EXPECT_EQ(save(), errSecInteractionNotAllowed);
+  EXPECT_THAT(service.calls(), Not(Contains("CreateItem")));
+}
+
+TEST(Prompts, OnlyTheServiceAndTheBusEndThem) {
+  const std::function<void(sd_bus*, const char*)> forgeries[] = {
+      [](sd_bus* bus, const char* victim) {
+        sendSignal(bus, victim, "/prompt", "org.freedesktop.Secret.Prompt", "Completed", "bv", 0, "ao", 0);
+      },
+      [](sd_bus* bus, const char* victim) {
+        sendSignal(bus, victim, "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged", "sss",
+                   "org.freedesktop.secrets", ":1.0", "");
+      },
+  };
+  PasswordService bus;
+  setenv("DISPLAY", ":test", 1);
+  for (const auto& forge : forgeries) {
+    installKeychain(nullptr);
+    ScriptedService service;
+    service.handlers["SearchItems"] = ScriptedService::answerOneLocked;
+    service.handlers["Unlock"] = [](sd_bus_message* call) { return ScriptedService::answerUnlock(call, "/prompt"); };
+    service.handlers["Prompt"] = [&](sd_bus_message* call) {
+      const char* const victim = sd_bus_message_get_sender(call);
+      sd_bus* forger = nullptr;
+      sd_bus_open_user(&forger);
+      forge(forger, victim);
+      askTheBus(forger);
+      sd_bus_reply_method_return(call, nullptr);
+      for (int i = 0; i < 50; ++i) askTheBus(forger);  // whoever believes the forgery is through with it by then
+      sd_bus_flush_close_unref(forger);
+      sendSignal(sd_bus_message_get_bus(call), victim, "/prompt", "org.freedesktop.Secret.Prompt", "Completed", "bv", 1,
+                 "ao", 0);
+      return true;
+    };
+    service.start();
+    EXPECT_EQ(read(), errSecUserCanceled) << "what the service said";
   }
 }
 

@@ -6,10 +6,13 @@
 #include <sodium.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -29,6 +32,22 @@ using testing::ElementsAre;
 using Key = std::array<std::uint8_t, 32>;
 
 constexpr Key kKey = {1, 2, 3};
+
+std::atomic<bool> doFoldersFailToSync = false;
+
+}  // namespace
+
+/// Stands before the C library's, also for the module.
+extern "C" __attribute__((visibility("default"))) int fsync(int file) {
+  struct stat status {};
+  if (doFoldersFailToSync && fstat(file, &status) == 0 && S_ISDIR(status.st_mode)) {
+    errno = EIO;
+    return -1;
+  }
+  return static_cast<int>(syscall(SYS_fsync, file));
+}
+
+namespace {
 
 class Vault : public testing::Test {
  protected:
@@ -92,22 +111,52 @@ TEST_F(Vault, KeepsWhatItIsGiven) {
   EXPECT_EQ(save("2", "\xC3\xA9"), errSecDuplicateItem);
 }
 
+TEST_F(Vault, NamesThatAreNoTextBelongToTheirOwnItems) {
+  const InstalledKeychain installed(open());
+  EXPECT_EQ(save("empty's", ""), 0);
+  EXPECT_EQ(save("byte's", "\xFF"), 0);
+  EXPECT_EQ(save("cut's", "a\xC3\xA9"), 0) << "cut to 61 C3";
+  EXPECT_EQ(save("text's",
+                 "\xC3\xA9"
+                 "a"),
+            0)
+      << "cut to C3 A9";
+  EXPECT_EQ(save("both's", "\xC3\xA9\xFF"), 0) << "not cut";
+  EXPECT_EQ(save("byte's own", "\xFF"), 0);
+  EXPECT_THAT(readAll(), ElementsAre("=empty's", "\xFF=byte's own", "a\xC3=cut's", "\xC3\xA9\xFF=both's"));
+  EXPECT_EQ(textOf(JVKeychain::genericPasswordsWithAccounts({"\xFF"}, "s").find("\xFF")), "byte's own");
+
+  EXPECT_TRUE(JVKeychain::savePassword("h's", "h", "", JVKeychainProtocolAny));
+  for (const char* password : {"1", "2"}) {
+    EXPECT_TRUE(JVKeychain::savePassword(password, "h", "\xFF", JVKeychainProtocolAny));
+    EXPECT_TRUE(JVKeychain::savePassword(password, "\xFF", "u", JVKeychainProtocolAny))
+        << "its label is no text either";
+    EXPECT_EQ(JVKeychain::passwordForHost("h", "\xFF", JVKeychainProtocolAny), password);
+    EXPECT_EQ(JVKeychain::passwordForHost("\xFF", "u", JVKeychainProtocolAny), password);
+  }
+  EXPECT_EQ(JVKeychain::passwordForHost("h", "", JVKeychainProtocolAny), "h's");
+}
+
 TEST_F(Vault, NoSecretStaysInMemory) {
   if (!kCanScanMemory) GTEST_SKIP() << "not under a sanitizer";
-  std::string secret = HiddenSecret::text();
-  ASSERT_GE(HiddenSecret::copies(), 1) << "it would be seen";
   const InstalledKeychain installed(open());
-  EXPECT_EQ(save(secret, "a"), 0);
-  EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
-  EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
-  HiddenSecret::wipe(secret);
-  EXPECT_EQ(HiddenSecret::copies(), 0) << "after saving";
+  for (const std::size_t size : HiddenSecret::kSizes) {
+    SCOPED_TRACE(size);
+    const HiddenSecret hidden(size);
+    std::string secret = hidden.text();
+    ASSERT_GE(hidden.copies(), 1) << "it would be seen";
+    EXPECT_EQ(save(secret, "a"), 0);
+    EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
+    EXPECT_TRUE(JVKeychain::savePassword(secret, "h", "u", JVKeychainProtocolAny));
+    HiddenSecret::wipe(secret);
+    EXPECT_EQ(hidden.copies(), 0) << "after saving";
 
-  std::optional<std::string> read = JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny);
-  ASSERT_TRUE(read);
-  EXPECT_EQ(HiddenSecret::copies(), 1) << "the caller's own";
-  HiddenSecret::wipe(*read);
-  EXPECT_EQ(HiddenSecret::copies(), 0) << "after reading";
+    std::optional<std::string> read = JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(hidden.copies(), 1) << "the caller's own";
+    HiddenSecret::wipe(*read);
+    EXPECT_EQ(hidden.copies(), 0) << "after reading";
+  }
 }
 
 TEST_F(Vault, ItemsAreDeletedAndStayTheirOwn) {
@@ -259,6 +308,16 @@ TEST_F(Vault, AFullDiskLeavesTheOldContent) {
   EXPECT_EQ(contents(), before);
   EXPECT_FALSE(std::filesystem::exists(path() + ".new"));
   EXPECT_EQ(save("q", "b"), 0);
+}
+
+TEST_F(Vault, AFolderThatDoesNotReachTheDiskLeavesTheOutcomeOpen) {
+  const InstalledKeychain installed(open());
+  EXPECT_EQ(save("p", "a"), 0);
+  doFoldersFailToSync = true;
+  EXPECT_EQ(JVKeychain::savePassword("q", "h", "u", JVKeychainProtocolAny, &error), false);
+  doFoldersFailToSync = false;
+  EXPECT_EQ(status(), errSecServiceNotAvailable);
+  EXPECT_EQ(JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny), "q") << "the file was replaced";
 }
 
 /// Runs @p work in a child; it must not come back to the test.

@@ -1,8 +1,11 @@
 """jv_keychain_test.py JV [sanitized]: `jv keychain` as people and scripts use it, with a vault and without any service."""
 
+import errno
 import json
 import os
 import pty
+import select
+import signal
 import subprocess
 import sys
 import tempfile
@@ -67,12 +70,31 @@ class InVault(unittest.TestCase):
         self.assertEqual(line, {"host": "ftp.example.org", "account": "me", "protocol": "ftp",
                                 "authentication": "default", "label": "ftp.example.org", "password": "f"})
 
+    def test_names_that_are_no_text(self):
+        bad = ["--service", "app", "--account", b"\xff"]
+        self.run_in_vault("save", "--service", "app", "--account", "", input=b"empty")
+        self.run_in_vault("save", *bad, input=b"bad")
+        self.assertEqual(self.run_in_vault("get", *bad).stdout, b"bad\n")
+        lines = self.run_in_vault("list", "--service", "app", "--json", "--show-passwords").stdout.splitlines()
+        self.assertEqual([json.loads(line) for line in lines],
+                         [{"service": "app", "account": "", "label": "app/", "password": "empty"},
+                          {"service": "app", "accountHex": "ff", "labelHex": "6170702fff", "password": "bad"}])
+        self.assertEqual(self.run_in_vault("delete", *bad).returncode, 0)
+        self.assertEqual(self.run_in_vault("get", *bad).returncode, 1)
+        self.assertEqual(self.run_in_vault("get", *bad[:3], "").stdout, b"empty\n")
+
     def test_status_and_wrong_passphrase(self):
         self.run_in_vault("save", "--service", "app", "--account", "a", input=b"x")
         status = self.run_in_vault("status")
         self.assertEqual((status.returncode, status.stdout), (0, b"vault %s: unlocked\n" % self.vault.encode()))
         self.assertEqual(json.loads(self.run_in_vault("status", "--json").stdout),
                          {"keychain": "vault " + self.vault, "locked": False})
+        self.vault = os.path.join(self.folder.name, "own", "a\x1b[1m\udcff")
+        self.run_in_vault("save", "--service", "app", "--account", "a", input=b"x")
+        path = os.fsencode(self.folder.name) + b"/own/"
+        self.assertEqual(self.run_in_vault("status").stdout, b"$'vault %sa\\033[1m\\377': unlocked\n" % path)
+        self.assertEqual(json.loads(self.run_in_vault("status", "--json").stdout),
+                         {"keychainHex": (b"vault %sa\x1b[1m\xff" % path).hex(), "locked": False})
         wrong = self.run_in_vault("save", "--service", "app", "--account", "a", input=b"y", passphrase=b"wrong")
         self.assertEqual(wrong.returncode, 3)
         self.assertIn(b"passphrase is wrong", wrong.stderr)
@@ -87,6 +109,8 @@ class InVault(unittest.TestCase):
             shown = b""
             waiting = list(lines)
             while True:
+                if not select.select([terminal], [], [], BOUND)[0]:
+                    os.kill(child, signal.SIGKILL)
                 try:
                     piece = os.read(terminal, 4096)
                 except OSError:
@@ -105,8 +129,19 @@ class InVault(unittest.TestCase):
         self.assertNotIn(b"phrase\r", shown)
         self.assertNotIn(b"typed", shown)
         self.assertEqual(self.run_in_vault("get", *names[:4], passphrase=b"phrase").stdout, b"typed secret\n")
-        shown, status = typed(["get", *names], [b"\x03\n"])
-        self.assertEqual(status, 3, "Ctrl-C gives up")
+        for typing in b"\x03", b"half a phr\x03":
+            shown, status = typed(["get", *names], [typing])
+            self.assertEqual(status, 3, "Ctrl-C gives up")
+            self.assertIn(b"given up", shown)
+
+    def test_a_password_that_cannot_be_printed(self):
+        self.run_in_vault("save", "--service", "app", "--account", "a", input=b"\"q\\\n\x01\xc3\xa9")
+        got = self.run_in_vault("get", "--service", "app", "--account", "a", "--json")
+        self.assertEqual(json.loads(got.stdout), {"password": "\"q\\\n\x01\u00e9"})
+        for arguments in ["get", "--service", "app", "--account", "a"], ["list", "--service", "app"], ["status"]:
+            closed = self.run_in_vault(*arguments, preexec_fn=lambda: os.close(1))
+            self.assertEqual(closed.returncode, 3)
+            self.assertIn(os.strerror(errno.EBADF).encode(), closed.stderr)
 
     def test_bad_usage(self):
         for why, arguments in [

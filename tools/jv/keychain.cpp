@@ -1,15 +1,20 @@
 // jv keychain: reads, saves, lists and deletes passwords.
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
+#include <initializer_list>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -52,19 +57,51 @@ int fail(std::string_view description, OSStatus status) {
   return fail(JVKeychain::errorWithDescription(description, status));
 }
 
-int show(const std::string& text) {
+/// Prints the pieces one behind the other, without a copy of any: one may be a password.
+int show(std::initializer_list<std::string_view> pieces) {
   jv::Output output;
-  output.write(text);
-  return output.flush() ? jv::kDone : jv::kFailed;
+  for (const std::string_view piece : pieces) output.writeSecret(piece);
+  if (output.error() == 0) return jv::kDone;
+  std::cerr << "jv keychain: cannot write: " << std::strerror(output.error()) << '\n';
+  return jv::kFailed;
 }
 
-int show(const ordered_json& line) { return show(line.dump() + '\n'); }
+/// @p text as JSON has it, made in memory that is taken in one piece.
+jv::SecretText jsonText(std::string_view text) {
+  constexpr std::size_t kLongestForm = 6;  // \u0000
+  jv::SecretText json;
+  json.text.reserve(kLongestForm * text.size() + 2);
+  json.text += '"';
+  for (const char character : text) {
+    if (static_cast<unsigned char>(character) < 0x20) {
+      json.text.append("\\u00").append(jv::hexadecimalOf({&character, 1}));
+      continue;
+    }
+    if (character == '"' || character == '\\') json.text += '\\';
+    json.text += character;
+  }
+  json.text += '"';
+  return json;
+}
 
-void setPassword(ordered_json& line, std::string_view password) {
-  if (jv::isUTF8(password)) {
-    line["password"] = password;
+/// Prints @p line as an object, with @p password, if there is one, as its last member.
+int show(const ordered_json& line, const jv::SecretText* password) {
+  std::string front = line.dump();
+  if (password == nullptr) return show({front, "\n"});
+  front.pop_back();
+  if (!line.empty()) front += ',';
+  const bool isText = jv::isUTF8(password->text);
+  const jv::SecretText value =
+      isText ? jsonText(password->text) : jsonText(jv::SecretText(jv::hexadecimalOf(password->text)).text);
+  return show({front, isText ? "\"password\":" : "\"passwordHex\":", value.text, "}\n"});
+}
+
+/// Bytes that are no text go as digits under a name of their own.
+void setBytes(ordered_json& line, std::string name, std::string_view bytes) {
+  if (jv::isUTF8(bytes)) {
+    line[name] = bytes;
   } else {
-    line["passwordHex"] = jv::hexadecimalOf(password);
+    line[name + "Hex"] = jv::hexadecimalOf(bytes);
   }
 }
 
@@ -99,32 +136,40 @@ std::int64_t protocolOf(const Options& options) {
   return JVKeychainProtocolAny;
 }
 
+/// Overwrites the passwords of a result, which is ours alone.
+void wipePasswords(const Value& result) {
+  for (const auto& [account, password] : *result.dictionary()) {
+    jv::wipe(const_cast<std::uint8_t*>(password.data()->data()), password.data()->size());
+  }
+}
+
 /// The password, none when there is none.
-std::optional<std::string> passwordOf(const Options& options, std::optional<NSError>& error) {
+std::optional<jv::SecretText> passwordOf(const Options& options, std::optional<NSError>& error) {
   const jv::ItemChoice& item = options.item;
-  if (item.host) return JVKeychain::passwordForHost(item.host, item.user.value_or(""), protocolOf(options), &error);
+  if (item.host) {
+    auto found = JVKeychain::passwordForHost(item.host, item.user.value_or(""), protocolOf(options), &error);
+    return found ? std::optional<jv::SecretText>(std::move(*found)) : std::nullopt;
+  }
   // The empty account would stand for all of them.
   const std::string account = item.account.value_or("");
   const std::optional<Value> found = account.empty()
                                          ? JVKeychain::genericPasswordsWithService(*item.service, &error)
                                          : JVKeychain::genericPasswordsWithAccounts({account}, *item.service, &error);
-  const Value* const password = found && !error ? found->find(account) : nullptr;
-  if (password == nullptr) return std::nullopt;
-  return std::string(password->data()->begin(), password->data()->end());
+  std::optional<jv::SecretText> password;
+  if (const Value* const value = found && !error ? found->find(account) : nullptr) {
+    password.emplace().text.assign(reinterpret_cast<const char*>(value->data()->data()), value->data()->size());
+  }
+  if (found) wipePasswords(*found);
+  return password;
 }
 
 int get(const Options& options) {
   if (!chooseKeychain(options, JVPlatform::VaultFile::mustExist)) return jv::kFailed;
   std::optional<NSError> error;
-  jv::SecretText password;
-  std::optional<std::string> found = passwordOf(options, error);
+  const std::optional<jv::SecretText> password = passwordOf(options, error);
   if (error) return fail(*error);
-  if (!found) return jv::kNothing;
-  password.text = std::move(*found);
-  if (!options.json) return show(password.text + '\n');
-  ordered_json line;
-  setPassword(line, password.text);
-  return show(line);
+  if (!password) return jv::kNothing;
+  return options.json ? show(ordered_json::object(), &*password) : show({password->text, "\n"});
 }
 
 int save(const Options& options) {
@@ -146,7 +191,7 @@ int save(const Options& options) {
   return error ? fail(*error) : jv::kDone;
 }
 
-std::string lineOf(const Value& item, const jv::SecretText* password) {
+std::string lineOf(const Value& item) {
   std::string line;
   const auto add = [&](std::string_view text) {
     if (!line.empty()) line += '\t';
@@ -159,22 +204,25 @@ std::string lineOf(const Value& item, const jv::SecretText* password) {
     const std::string* const text = item.text(key);
     add(text ? *text : "");
   }
-  if (password != nullptr) add(password->text);
-  return line + '\n';
+  return line;
 }
 
-ordered_json jsonOf(const Value& item, const jv::SecretText* password) {
+ordered_json jsonOf(const Value& item) {
   constexpr std::pair<const char*, const char*> kNames[] = {
       {"srvr", "host"}, {"svce", "service"},  {"acct", "account"},        {"sdmn", "domain"}, {"path", "path"},
       {"port", "port"}, {"ptcl", "protocol"}, {"atyp", "authentication"}, {"labl", "label"},
   };
   ordered_json line;
   for (const auto& [key, name] : kNames) {
-    if (const std::string* text = item.text(key)) line[name] = *text;
+    if (const std::string* text = item.text(key)) setBytes(line, name, *text);
     if (const JVFoundation::NSNumber* number = item.number(key)) line[name] = number->intValue();
   }
-  if (password != nullptr) setPassword(line, password->text);
   return line;
+}
+
+int show(const std::string& line, const jv::SecretText* password) {
+  if (password == nullptr) return show({line, "\n"});
+  return show({line, "\t", jv::SecretText(jv::printableName(password->text)).text, "\n"});
 }
 
 int list(const Options& options) {
@@ -190,7 +238,7 @@ int list(const Options& options) {
       if (read != JVPlatform::errSecSuccess) return fail("Cannot read a password", read);
     }
     const jv::SecretText* const shown = options.showPasswords ? &password : nullptr;
-    const int ended = options.json ? show(jsonOf(item, shown)) : show(lineOf(item, shown));
+    const int ended = options.json ? show(jsonOf(item), shown) : show(lineOf(item), shown);
     if (ended != jv::kDone) return ended;
   }
   return items.empty() ? jv::kNothing : jv::kDone;
@@ -213,8 +261,13 @@ int status(const Options& options) {
   JVPlatform::KeychainState state;
   const OSStatus answer = JVPlatform::keychain()->SecKeychainGetStatus(state);
   if (answer != JVPlatform::errSecSuccess) return fail("No keychain can be used", answer);
-  if (options.json) return show(ordered_json{{"keychain", state.description}, {"locked", !state.isUnlocked}});
-  return show(state.description + ": " + (state.isUnlocked ? "unlocked" : "locked") + '\n');
+  if (!options.json) {
+    return show({jv::printableName(state.description), ": ", state.isUnlocked ? "unlocked" : "locked", "\n"});
+  }
+  ordered_json line;
+  setBytes(line, "keychain", state.description);
+  line["locked"] = !state.isUnlocked;
+  return show(line, nullptr);
 }
 
 // --- the options ---
@@ -233,6 +286,14 @@ void addItemOptions(CLI::App& command, Options& options, Names names) {
   if (names == Names::whole) {
     host->needs(user);
     service->needs(account);
+  }
+}
+
+/// Takes the places of streams that are closed: a connection or a file in one of them would be given a password. Using
+/// such a stream stays an error.
+void holdClosedStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) < 0) (void)open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
   }
 }
 
@@ -255,6 +316,7 @@ CLI::App* addCommand(CLI::App& keychain, const std::shared_ptr<Options>& options
       exitStatus = jv::kBadUsage;
       return;
     }
+    holdClosedStreams();
     exitStatus = run(*options);
   });
   return command;

@@ -14,14 +14,23 @@ bool Output::write(std::string_view text) {
 }
 
 bool Output::flush() {
-  std::string_view left = waiting_;
-  while (error_ == 0 && !left.empty()) {
-    const ssize_t written = ::write(STDOUT_FILENO, left.data(), left.size());
-    if (written >= 0) left.remove_prefix(static_cast<std::size_t>(written));
-    if (written < 0 && errno != EINTR) error_ = errno;
-  }
+  writeNow(waiting_);
   waiting_.clear();
   return error_ == 0;
+}
+
+bool Output::writeSecret(std::string_view secret) {
+  flush();
+  writeNow(secret);
+  return error_ == 0;
+}
+
+void Output::writeNow(std::string_view text) {
+  while (error_ == 0 && !text.empty()) {
+    const ssize_t written = ::write(STDOUT_FILENO, text.data(), text.size());
+    if (written >= 0) text.remove_prefix(static_cast<std::size_t>(written));
+    if (written < 0 && errno != EINTR) error_ = errno;
+  }
 }
 
 }  // namespace jv

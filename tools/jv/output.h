@@ -18,10 +18,15 @@ class Output {
   bool write(std::string_view text);
   bool flush();
 
+  /// Writes what waits, and then @p secret without making a copy of it.
+  bool writeSecret(std::string_view secret);
+
   /// The reason of the failure, an errno; 0 without one.
   [[nodiscard]] int error() const { return error_; }
 
  private:
+  void writeNow(std::string_view text);
+
   std::string waiting_;
   int error_ = 0;
 };

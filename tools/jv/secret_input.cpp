@@ -13,6 +13,8 @@
 namespace jv {
 namespace {
 
+constexpr char kGiveUp = 3;  // Ctrl-C
+
 /// The terminal that controls the process, with echo and signals off. Ctrl-C is read as a character, since a process
 /// that it ended would leave the terminal mute.
 class MuteTerminal {
@@ -22,6 +24,7 @@ class MuteTerminal {
     tcgetattr(descriptor_, &before_);
     termios mute = before_;
     mute.c_lflag &= ~static_cast<tcflag_t>(ECHO | ISIG);
+    mute.c_cc[VEOL] = kGiveUp;  // it ends the line, so that nobody has to press Enter behind it
     tcsetattr(descriptor_, TCSAFLUSH, &mute);
   }
   MuteTerminal(const MuteTerminal&) = delete;
@@ -60,25 +63,30 @@ bool readSome(int descriptor, std::string& secret) {
   return size > 0;
 }
 
+/// Overwrites all memory of @p text: what lies behind its end held bytes once.
+void wipeAll(std::string& text) noexcept {
+  text.resize(text.capacity());
+  explicit_bzero(text.data(), text.size());
+  text.clear();
+}
+
 void dropLineFeed(std::string& text) {
   if (text.ends_with('\n')) text.pop_back();
 }
 
 }  // namespace
 
-SecretText::SecretText(SecretText&& other) noexcept : text(std::move(other.text)) {
-  other.text.resize(other.text.capacity());
-  explicit_bzero(other.text.data(), other.text.size());
-  other.text.clear();
+void wipe(void* bytes, std::size_t size) noexcept {
+  if (size > 0) explicit_bzero(bytes, size);
 }
 
-SecretText::~SecretText() {
-  text.resize(text.capacity());
-  explicit_bzero(text.data(), text.size());
-}
+SecretText::SecretText(std::string&& secret) noexcept : text(std::move(secret)) { wipeAll(secret); }
+
+SecretText::SecretText(SecretText&& other) noexcept : text(std::move(other.text)) { wipeAll(other.text); }
+
+SecretText::~SecretText() { wipeAll(text); }
 
 SecretText askForSecret(std::string_view prompt) {
-  constexpr char kGiveUp = 3;  // Ctrl-C
   const MuteTerminal terminal;
   terminal.say(prompt);
   SecretText secret;

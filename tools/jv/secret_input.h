@@ -1,14 +1,20 @@
-/// Passwords that people type and programs pass.
+/// Passwords that people type and programs pass, and memory that does not keep them.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 namespace jv {
 
+/// Overwrites @p size bytes for good.
+void wipe(void* bytes, std::size_t size) noexcept;
+
 /// A text that is overwritten before its memory is given back.
 struct SecretText {
   SecretText() = default;
+  /// Takes @p secret, and wipes what it leaves there.
+  explicit SecretText(std::string&& secret) noexcept;
   SecretText(SecretText&& other) noexcept;
   SecretText& operator=(SecretText&&) = delete;
   ~SecretText();

@@ -1,13 +1,12 @@
 #include "platform/modules/bus/KeychainSecretService.h"
 
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/file.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <mutex>
 #include <thread>
@@ -15,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/FileLock.h"
 #include "platform/KeychainByKey.h"
 #include "platform/modules/bus/SecretAttributes.h"
 #include "platform/modules/bus/SecretConnection.h"
@@ -44,12 +44,8 @@ class AdditionLock {
     do {
       file_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
     } while (file_ < 0 && errno == EINTR);
-    constexpr int kTries = 500;
-    constexpr int kPauseMilliseconds = 10;
-    for (int i = 0; file_ >= 0 && i < kTries; ++i) {
-      if (flock(file_, LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EINTR)) return;
-      poll(nullptr, 0, kPauseMilliseconds);
-    }
+    constexpr std::chrono::seconds kPatience{5};
+    if (file_ >= 0) lockFile(file_, kPatience);
   }
   AdditionLock(const AdditionLock&) = delete;
   AdditionLock& operator=(const AdditionLock&) = delete;
@@ -257,7 +253,10 @@ class KeychainSecretService final : public KeychainByKey {
     if (paths.empty()) return found;
     std::vector<std::optional<SecretProperties>> properties = service.properties(paths);
     for (std::size_t at = 0; at < paths.size(); ++at) {
-      if (!properties[at] || !isWanted(properties[at]->attributes)) continue;
+      if (!properties[at]) continue;
+      // Whether it is wanted cannot be told. Taken for missing, its password would be made anew and lost.
+      if (properties[at]->isLocked) throw SecretFailure(errSecInteractionNotAllowed, FailureCause::answer);
+      if (!isWanted(properties[at]->attributes)) continue;
       found->items.push_back({std::move(paths[at]), std::move(*properties[at]), {}});
     }
     std::ranges::sort(found->items, [](const FoundItem& a, const FoundItem& b) {

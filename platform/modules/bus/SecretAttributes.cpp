@@ -197,7 +197,7 @@ JVFoundation::Dictionary tagsOf(ItemClass kind, const SecretProperties& item) {
   JVFoundation::Dictionary tags;
   const auto tag = [&](const char* key, std::string_view name) {
     std::optional<std::string> value = get(item.attributes, name);
-    if (value && isUtf8(*value)) tags.set(key, std::move(*value));
+    if (value) tags.set(key, std::move(*value));
   };
   const Names& names = namesOf(kind);
   if (kind == ItemClass::internet) {

@@ -21,6 +21,7 @@ struct SecretProperties {
   SecretAttributes attributes;
   std::string label;
   std::uint64_t created = 0;  ///< in seconds since 1970, by the service
+  bool isLocked = false;      ///< services then show hashes in place of the attributes
 };
 
 /// What to search for, so that all that match are found; it may find more than `matches` lets pass.

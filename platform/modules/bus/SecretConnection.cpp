@@ -6,23 +6,15 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
+#include <new>
 #include <utility>
+
+#include "platform/modules/bus/SecretMessages.h"
 
 namespace jv {
 namespace {
 
 using namespace JVPlatform;
-
-constexpr const char* kService = "org.freedesktop.secrets";
-constexpr const char* kServicePath = "/org/freedesktop/secrets";
-constexpr const char* kDefaultCollection = "/org/freedesktop/secrets/aliases/default";
-constexpr const char* kServiceInterface = "org.freedesktop.Secret.Service";
-constexpr const char* kCollectionInterface = "org.freedesktop.Secret.Collection";
-constexpr const char* kItemInterface = "org.freedesktop.Secret.Item";
-constexpr const char* kPromptInterface = "org.freedesktop.Secret.Prompt";
-constexpr const char* kPropertiesInterface = "org.freedesktop.DBus.Properties";
-constexpr const char* kNone = "/";  // the path of no object
 
 constexpr std::uint64_t kPatience = 25'000'000;  // microseconds for an answer
 constexpr std::size_t kMostCallsAtOnce = 512;    // buses limit how many answers may be outstanding
@@ -33,169 +25,11 @@ std::uint64_t now() {
   return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000 + static_cast<std::uint64_t>(time.tv_nsec) / 1'000;
 }
 
-/// A result of sd-bus; below zero it says that a message cannot be made or read.
-int checked(int result) {
-  if (result >= 0) return result;
-  if (result == -ENOMEM) throw std::bad_alloc();
-  if (result == -EBADMSG || result == -ENXIO) throw SecretFailure(errSecInternalComponent, FailureCause::answer);
-  throw SecretFailure(errSecParam, FailureCause::answer);
-}
-
 /// A result of sd-bus; below zero it says that the bus is gone.
 int connected(int result) {
   if (result >= 0) return result;
   if (result == -ENOMEM) throw std::bad_alloc();
   throw SecretFailure(errSecServiceNotAvailable, FailureCause::lost);
-}
-
-void append(sd_bus_message* message, const SecretAttributes& attributes) {
-  checked(sd_bus_message_open_container(message, 'a', "{ss}"));
-  for (const auto& [name, value] : attributes) {
-    checked(sd_bus_message_append(message, "{ss}", name.c_str(), value.c_str()));
-  }
-  checked(sd_bus_message_close_container(message));
-}
-
-void append(sd_bus_message* message, std::span<const ObjectPath> paths) {
-  checked(sd_bus_message_open_container(message, 'a', "o"));
-  for (const ObjectPath& path : paths) checked(sd_bus_message_append(message, "o", path.c_str()));
-  checked(sd_bus_message_close_container(message));
-}
-
-std::string readText(sd_bus_message* message, char type) {
-  const char* text = nullptr;
-  checked(sd_bus_message_read_basic(message, type, &text));
-  return text;
-}
-
-std::vector<ObjectPath> readPaths(sd_bus_message* message) {
-  std::vector<ObjectPath> paths;
-  checked(sd_bus_message_enter_container(message, 'a', "o"));
-  while (sd_bus_message_at_end(message, 0) == 0) paths.push_back(readText(message, 'o'));
-  checked(sd_bus_message_exit_container(message));
-  return paths;
-}
-
-SecretAttributes readAttributes(sd_bus_message* message) {
-  SecretAttributes attributes;
-  checked(sd_bus_message_enter_container(message, 'a', "{ss}"));
-  while (checked(sd_bus_message_enter_container(message, 'e', "ss")) > 0) {
-    std::string name = readText(message, 's');
-    attributes.insert_or_assign(std::move(name), readText(message, 's'));
-    checked(sd_bus_message_exit_container(message));
-  }
-  checked(sd_bus_message_exit_container(message));
-  return attributes;
-}
-
-/// Enters the variant at hand if it is of type @p contents, and skips it otherwise.
-bool enterVariant(sd_bus_message* message, const char* contents) {
-  char type = 0;
-  const char* found = nullptr;
-  checked(sd_bus_message_peek_type(message, &type, &found));
-  if (type == 'v' && std::string_view(found) == contents) {
-    checked(sd_bus_message_enter_container(message, 'v', contents));
-    return true;
-  }
-  checked(sd_bus_message_skip(message, "v"));
-  return false;
-}
-
-/// Calls @p read(name) for each entry of a dictionary from names to variants; it has to take the variant.
-template <class Read>
-void readEntries(sd_bus_message* message, Read read) {
-  checked(sd_bus_message_enter_container(message, 'a', "{sv}"));
-  while (checked(sd_bus_message_enter_container(message, 'e', "sv")) > 0) {
-    read(std::string_view(readText(message, 's')));
-    checked(sd_bus_message_exit_container(message));
-  }
-  checked(sd_bus_message_exit_container(message));
-}
-
-SecretProperties readProperties(sd_bus_message* message) {
-  SecretProperties properties;
-  readEntries(message, [&](std::string_view name) {
-    if (name == "Attributes" && enterVariant(message, "a{ss}")) {
-      properties.attributes = readAttributes(message);
-    } else if (name == "Label" && enterVariant(message, "s")) {
-      properties.label = readText(message, 's');
-    } else if (name == "Created" && enterVariant(message, "t")) {
-      checked(sd_bus_message_read_basic(message, 't', &properties.created));
-    } else {
-      if (name != "Attributes" && name != "Label" && name != "Created") checked(sd_bus_message_skip(message, "v"));
-      return;
-    }
-    checked(sd_bus_message_exit_container(message));
-  });
-  return properties;
-}
-
-bool hasDisplay() {
-  const auto isSet = [](const char* name) {
-    const char* const value = std::getenv(name);
-    return value != nullptr && *value != '\0';
-  };
-  return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY");
-}
-
-/// What the names of errors mean. An object that is not there means something else on each kind of object, and a
-/// failure that is not explained something else when writing: that is how gnome-keyring tells that the disk is full or
-/// read-only.
-struct ErrorRow {
-  std::string_view name;
-  OSStatus status;
-  FailureCause cause = FailureCause::answer;
-};
-constexpr OSStatus kNoSuchObject = 1;  // no statuses: what they mean is decided by the call
-constexpr OSStatus kFailed = 2;
-// clang-format off
-constexpr ErrorRow kErrors[] = {
-    {"org.freedesktop.DBus.Error.ServiceUnknown",    errSecNotAvailable},
-    {"org.freedesktop.DBus.Error.TimedOut",          errSecNotAvailable},  // of starting it
-    {"org.freedesktop.DBus.Error.NoReply",           errSecServiceNotAvailable, FailureCause::lost},
-    {"org.freedesktop.DBus.Error.Timeout",           errSecServiceNotAvailable, FailureCause::lost},
-    {"org.freedesktop.DBus.Error.NameHasNoOwner",    errSecServiceNotAvailable, FailureCause::lost},
-    {"org.freedesktop.DBus.Error.Disconnected",      errSecServiceNotAvailable, FailureCause::lost},
-    {"org.freedesktop.Secret.Error.NoSession",       errSecInternalComponent, FailureCause::sessionGone},
-    {"org.freedesktop.Secret.Error.IsLocked",        errSecInteractionNotAllowed},
-    {"org.freedesktop.Secret.Error.NoSuchObject",    kNoSuchObject},
-    {"org.freedesktop.DBus.Error.UnknownObject",     kNoSuchObject},
-    {"org.freedesktop.DBus.Error.UnknownMethod",     kNoSuchObject},
-    {"org.freedesktop.DBus.Error.UnknownInterface",  kNoSuchObject},
-    {"org.freedesktop.DBus.Error.Failed",            kFailed},
-    {"org.freedesktop.DBus.Error.AccessDenied",      errSecAuthFailed},
-    {"org.freedesktop.DBus.Error.AuthFailed",        errSecAuthFailed},
-    {"org.freedesktop.DBus.Error.PropertyReadOnly",  errSecReadOnly},
-    {"org.freedesktop.DBus.Error.NotSupported",      errSecReadOnly},
-    {"org.freedesktop.DBus.Error.InvalidArgs",       errSecParam},
-    {"org.freedesktop.DBus.Error.LimitsExceeded",    errSecParam},
-    {"org.freedesktop.DBus.Error.NoMemory",          errSecAllocate},
-};
-// clang-format on
-constexpr std::string_view kStartFailed = "org.freedesktop.DBus.Error.Spawn.";
-
-ErrorRow meaningOf(std::string_view name) {
-  const auto row = std::ranges::find(kErrors, name, &ErrorRow::name);
-  if (row != std::end(kErrors)) return *row;
-  return {name, name.starts_with(kStartFailed) ? errSecNotAvailable : errSecInternalComponent};
-}
-
-std::string promptRule(const ObjectPath& path) {
-  return std::string("type='signal',sender='")
-      .append(kService)
-      .append("',interface='")
-      .append(kPromptInterface)
-      .append("',member='Completed',path='")
-      .append(path)
-      .append("'");
-}
-
-std::string ownerRule() {
-  return std::string(
-             "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
-             "member='NameOwnerChanged',arg0='")
-      .append(kService)
-      .append("'");
 }
 
 }  // namespace
@@ -225,23 +59,7 @@ int SecretConnection::onReply(sd_bus_message* reply, void* call, sd_bus_error*) 
   return 1;
 }
 
-int SecretConnection::onMessage(sd_bus_message* message, void* self, sd_bus_error*) {
-  auto& connection = *static_cast<SecretConnection*>(self);
-  if (connection.awaitedPrompt_.empty()) return 0;
-  if (sd_bus_message_is_signal(message, kPromptInterface, "Completed") > 0 &&
-      sd_bus_message_get_path(message) == connection.awaitedPrompt_) {
-    connection.promptEnd_.reset(sd_bus_message_ref(message));
-  } else if (sd_bus_message_is_signal(message, "org.freedesktop.DBus", "NameOwnerChanged") > 0) {
-    const char* name = nullptr;
-    if (sd_bus_message_read(message, "s", &name) >= 0 && std::string_view(name) == kService) {
-      connection.serviceWent_ = true;
-    }
-  }
-  return 0;
-}
-
-template <class Condition>
-void SecretConnection::waitUntil(Condition isDone, std::optional<std::uint64_t> deadline) {
+void SecretConnection::waitUntil(const std::function<bool()>& isDone, std::optional<std::uint64_t> deadline) {
   while (!isDone()) {
     const int result = sd_bus_process(bus_.get(), nullptr);
     if (result == -EINTR) continue;
@@ -260,7 +78,7 @@ void SecretConnection::waitUntil(Condition isDone, std::optional<std::uint64_t> 
 
 // --- calls ---
 
-SecretConnection::Call SecretConnection::newCall(Place place, const char* path, const char* interface,
+SecretConnection::Call SecretConnection::newCall(SecretPlace place, const char* path, const char* interface,
                                                  const char* method) {
   Call call;
   call.place = place;
@@ -271,7 +89,7 @@ SecretConnection::Call SecretConnection::newCall(Place place, const char* path, 
 SecretConnection::Call SecretConnection::newSessionCall() {
   // Encryption between us and the service would only hide from whoever may read the user's own bus, and may so ask the
   // service as well.
-  Call call = newCall(Place::service, kServicePath, kServiceInterface, "OpenSession");
+  Call call = newCall(SecretPlace::service, kServicePath, kServiceInterface, "OpenSession");
   checked(sd_bus_message_append(call.request.get(), "sv", "plain", "s", ""));
   return call;
 }
@@ -303,15 +121,7 @@ void SecretConnection::exchange(Call& call) {
 
 void SecretConnection::check(const Call& call) {
   if (sd_bus_message_is_method_error(call.reply.get(), nullptr) <= 0) return;
-  const ErrorRow meaning = meaningOf(sd_bus_message_get_error(call.reply.get())->name);
-  OSStatus status = meaning.status;
-  if (status == kFailed) status = call.isWrite ? errSecReadOnly : errSecInternalComponent;
-  if (status == kNoSuchObject) {
-    status = call.place == Place::item         ? errSecItemNotFound
-             : call.place == Place::collection ? errSecNoDefaultKeychain
-                                               : errSecInternalComponent;
-  }
-  throw SecretFailure(status, meaning.cause);
+  throw failureOf(sd_bus_message_get_error(call.reply.get())->name, call.place, call.isWrite);
 }
 
 void SecretConnection::openSession() {
@@ -326,7 +136,7 @@ void SecretConnection::openSession() {
 
 std::vector<ObjectPath> SecretConnection::search(const SecretAttributes& attributes) {
   std::vector<Call> calls;
-  calls.push_back(newCall(Place::service, kServicePath, kServiceInterface, "SearchItems"));
+  calls.push_back(newCall(SecretPlace::service, kServicePath, kServiceInterface, "SearchItems"));
   append(calls[0].request.get(), attributes);
   // Whoever searches is going to read or write: the session comes along without a wait of its own.
   if (session_.empty()) calls.push_back(newSessionCall());
@@ -347,7 +157,7 @@ std::vector<ObjectPath> SecretConnection::search(const SecretAttributes& attribu
 std::vector<std::optional<SecretProperties>> SecretConnection::properties(std::span<const ObjectPath> items) {
   std::vector<Call> calls;
   for (const ObjectPath& item : items) {
-    calls.push_back(newCall(Place::item, item.c_str(), kPropertiesInterface, "GetAll"));
+    calls.push_back(newCall(SecretPlace::item, item.c_str(), kPropertiesInterface, "GetAll"));
     checked(sd_bus_message_append(calls.back().request.get(), "s", kItemInterface));
   }
   exchange(calls);
@@ -381,7 +191,7 @@ SecretBytes SecretConnection::readSecret(Call& call) {
 
 std::map<ObjectPath, SecretBytes> SecretConnection::secrets(std::span<const ObjectPath> items) {
   openSession();
-  Call call = newCall(Place::service, kServicePath, kServiceInterface, "GetSecrets");
+  Call call = newCall(SecretPlace::service, kServicePath, kServiceInterface, "GetSecrets");
   append(call.request.get(), items);
   checked(sd_bus_message_append(call.request.get(), "o", session_.c_str()));
   exchange(call);
@@ -398,14 +208,14 @@ std::map<ObjectPath, SecretBytes> SecretConnection::secrets(std::span<const Obje
 
 SecretBytes SecretConnection::secret(const ObjectPath& item) {
   openSession();
-  Call call = newCall(Place::item, item.c_str(), kItemInterface, "GetSecret");
+  Call call = newCall(SecretPlace::item, item.c_str(), kItemInterface, "GetSecret");
   checked(sd_bus_message_append(call.request.get(), "o", session_.c_str()));
   exchange(call);
   return readSecret(call);
 }
 
 std::optional<SecretConnection::Collection> SecretConnection::defaultCollection() {
-  Call call = newCall(Place::collection, kDefaultCollection, kPropertiesInterface, "GetAll");
+  Call call = newCall(SecretPlace::collection, kDefaultCollection, kPropertiesInterface, "GetAll");
   checked(sd_bus_message_append(call.request.get(), "s", kCollectionInterface));
   try {
     exchange(call);
@@ -419,9 +229,7 @@ std::optional<SecretConnection::Collection> SecretConnection::defaultCollection(
     if (name == "Label" && enterVariant(message, "s")) {
       collection.label = readText(message, 's');
     } else if (name == "Locked" && enterVariant(message, "b")) {
-      int isLocked = 1;
-      checked(sd_bus_message_read_basic(message, 'b', &isLocked));
-      collection.isUnlocked = isLocked == 0;
+      collection.isUnlocked = !readFlag(message);
     } else {
       if (name != "Label" && name != "Locked") checked(sd_bus_message_skip(message, "v"));
       return;
@@ -449,7 +257,7 @@ void SecretConnection::appendSecret(Call& call, std::span<const std::uint8_t> se
 ObjectPath SecretConnection::createIn(const char* collection, const SecretAttributes& attributes,
                                       std::string_view label, std::span<const std::uint8_t> secret) {
   openSession();
-  Call call = newCall(Place::collection, collection, kCollectionInterface, "CreateItem");
+  Call call = newCall(SecretPlace::collection, collection, kCollectionInterface, "CreateItem");
   call.isWrite = true;
   sd_bus_message* const message = call.request.get();
   checked(sd_bus_message_open_container(message, 'a', "{sv}"));
@@ -467,20 +275,19 @@ ObjectPath SecretConnection::createIn(const char* collection, const SecretAttrib
   exchange(call);
 
   ObjectPath item = readText(call.reply.get(), 'o');
-  const ObjectPath promptPath = readText(call.reply.get(), 'o');
-  if (promptPath == kNone) return item;
-  const SdMessage end = prompt(promptPath, errSecInteractionNotAllowed);
+  const SdMessage end = prompt(call, errSecInteractionNotAllowed);
+  if (!end) return item;
   checked(sd_bus_message_enter_container(end.get(), 'v', "o"));
   return readText(end.get(), 'o');
 }
 
 void SecretConnection::createDefaultCollection() {
-  Call call = newCall(Place::service, kServicePath, kServiceInterface, "CreateCollection");
+  Call call = newCall(SecretPlace::service, kServicePath, kServiceInterface, "CreateCollection");
   checked(sd_bus_message_append(call.request.get(), "a{sv}s", 1, "org.freedesktop.Secret.Collection.Label", "s",
                                 "Default", "default"));
   exchange(call);
   checked(sd_bus_message_skip(call.reply.get(), "o"));
-  prompt(readText(call.reply.get(), 'o'), errSecNoDefaultKeychain);
+  prompt(call, errSecNoDefaultKeychain);
 }
 
 ObjectPath SecretConnection::create(const SecretAttributes& attributes, std::string_view label,
@@ -504,7 +311,7 @@ ObjectPath SecretConnection::create(const SecretAttributes& attributes, std::str
 void SecretConnection::setSecret(const ObjectPath& item, std::span<const std::uint8_t> secret) {
   for (bool isFirst = true;; isFirst = false) {
     openSession();
-    Call call = newCall(Place::item, item.c_str(), kItemInterface, "SetSecret");
+    Call call = newCall(SecretPlace::item, item.c_str(), kItemInterface, "SetSecret");
     call.isWrite = true;
     appendSecret(call, secret);
     try {
@@ -518,64 +325,17 @@ void SecretConnection::setSecret(const ObjectPath& item, std::span<const std::ui
 }
 
 void SecretConnection::setLabel(const ObjectPath& item, std::string_view label) {
-  Call call = newCall(Place::item, item.c_str(), kPropertiesInterface, "Set");
+  Call call = newCall(SecretPlace::item, item.c_str(), kPropertiesInterface, "Set");
   call.isWrite = true;
   checked(sd_bus_message_append(call.request.get(), "ssv", kItemInterface, "Label", "s", displayText(label).c_str()));
   exchange(call);
 }
 
 void SecretConnection::remove(const ObjectPath& item) {
-  Call call = newCall(Place::item, item.c_str(), kItemInterface, "Delete");
+  Call call = newCall(SecretPlace::item, item.c_str(), kItemInterface, "Delete");
   call.isWrite = true;
   exchange(call);
-  prompt(readText(call.reply.get(), 'o'), errSecInteractionNotAllowed);
-}
-
-// --- asking the user ---
-
-void SecretConnection::unlock(std::span<const ObjectPath> objects) {
-  Call call = newCall(Place::service, kServicePath, kServiceInterface, "Unlock");
-  append(call.request.get(), objects);
-  exchange(call);
-  readPaths(call.reply.get());
-  prompt(readText(call.reply.get(), 'o'), errSecInteractionNotAllowed);
-}
-
-SecretConnection::Call SecretConnection::matchCall(const char* method, const std::string& rule) {
-  Call call;
-  checked(sd_bus_message_new_method_call(bus_.get(), OutPointer(call.request), "org.freedesktop.DBus",
-                                         "/org/freedesktop/DBus", "org.freedesktop.DBus", method));
-  checked(sd_bus_message_append(call.request.get(), "s", rule.c_str()));
-  return call;
-}
-
-SdMessage SecretConnection::prompt(const ObjectPath& path, OSStatus withoutDisplay) {
-  if (path == kNone) return nullptr;
-  // A service without a dialog to show reports a prompt as dismissed, just as if the user had refused.
-  if (!hasDisplay()) {
-    Call dismiss = newCall(Place::service, path.c_str(), kPromptInterface, "Dismiss");
-    exchange({&dismiss, 1});
-    throw SecretFailure(withoutDisplay, FailureCause::answer);
-  }
-  awaitedPrompt_ = path;
-  promptEnd_.reset();
-  serviceWent_ = false;
-  std::array<Call, 3> calls = {matchCall("AddMatch", promptRule(path)), matchCall("AddMatch", ownerRule()),
-                               newCall(Place::service, path.c_str(), kPromptInterface, "Prompt")};
-  checked(sd_bus_message_append(calls[2].request.get(), "s", ""));
-  exchange(calls);
-  for (const Call& call : calls) check(call);
-  waitUntil([&] { return promptEnd_ != nullptr || serviceWent_; }, std::nullopt);
-
-  std::array<Call, 2> ends = {matchCall("RemoveMatch", promptRule(path)), matchCall("RemoveMatch", ownerRule())};
-  exchange(ends);
-  awaitedPrompt_.clear();
-  if (promptEnd_ == nullptr) throw SecretFailure(errSecServiceNotAvailable, FailureCause::lost);
-  int isDismissed = 0;
-  checked(sd_bus_message_rewind(promptEnd_.get(), 1));
-  checked(sd_bus_message_read_basic(promptEnd_.get(), 'b', &isDismissed));
-  if (isDismissed != 0) throw SecretFailure(errSecUserCanceled, FailureCause::answer);
-  return std::move(promptEnd_);
+  prompt(call, errSecInteractionNotAllowed);
 }
 
 }  // namespace jv

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <span>
@@ -13,27 +14,14 @@
 #include <vector>
 
 #include "foundation/secret.h"
-#include "platform/KeychainByKey.h"
 #include "platform/modules/bus/SdBus.h"
 #include "platform/modules/bus/SecretAttributes.h"
+#include "platform/modules/bus/SecretFailure.h"
+#include "platform/modules/bus/SecretMessages.h"
 
 namespace jv {
 
-/// What a call failed for, as far as it matters to whoever may repeat it.
-enum class FailureCause : std::uint8_t {
-  answer,       ///< the service said so
-  sessionGone,  ///< the service does not know the session: nothing was done
-  lost,         ///< the service or the bus went away in the middle
-  late,         ///< no answer within the time limit
-};
-
-struct SecretFailure : KeychainFailure {
-  SecretFailure(JVPlatform::OSStatus code, FailureCause why) : KeychainFailure{code}, cause(why) {}
-  FailureCause cause;
-};
-
 using SecretBytes = Secret<std::vector<std::uint8_t>>;
-using ObjectPath = std::string;
 
 /// For one thread at a time. Every call throws a `SecretFailure` when it fails; each answer is waited for 25 seconds,
 /// but for the user, who may take any time. Calls on many items are sent together and waited for once.
@@ -48,7 +36,8 @@ class SecretConnection {
   bool isAlive();
   void forgetSession() { session_.clear(); }
 
-  /// The items with these attributes, at least. Locked ones are unlocked first, if need be by the user.
+  /// The items with these attributes, at least. The service is asked to unlock locked ones first, if need be by the
+  /// user; whether it did is in their properties.
   std::vector<ObjectPath> search(const SecretAttributes& attributes);
   /// One for each path; none for an item that is gone.
   std::vector<std::optional<SecretProperties>> properties(std::span<const ObjectPath> items);
@@ -70,16 +59,14 @@ class SecretConnection {
   std::optional<Collection> defaultCollection();
 
  private:
-  enum class Place : std::uint8_t { service, collection, item };
-
   struct Call {
     SdMessage request;
     SdMessage reply;
-    Place place = Place::service;
+    SecretPlace place = SecretPlace::service;
     bool isWrite = false;
   };
 
-  Call newCall(Place place, const char* path, const char* interface, const char* method);
+  Call newCall(SecretPlace place, const char* path, const char* interface, const char* method);
   Call newSessionCall();
   void appendSecret(Call& call, std::span<const std::uint8_t> secret);
   SecretBytes readSecret(Call& call);
@@ -89,8 +76,7 @@ class SecretConnection {
   /// The same for one, whose error is thrown.
   void exchange(Call& call);
   void send(Call& call);
-  template <class Condition>
-  void waitUntil(Condition isDone, std::optional<std::uint64_t> deadline);
+  void waitUntil(const std::function<bool()>& isDone, std::optional<std::uint64_t> deadline);
   /// Throws what the reply says that went wrong.
   void check(const Call& call);
   void openSession();
@@ -99,8 +85,9 @@ class SecretConnection {
   ObjectPath createIn(const char* collection, const SecretAttributes& attributes, std::string_view label,
                       std::span<const std::uint8_t> secret);
   void createDefaultCollection();
-  /// Has the service ask the user. Gives the signal that tells the result. "/" is no prompt: then none.
-  SdMessage prompt(const ObjectPath& path, JVPlatform::OSStatus withoutDisplay);
+  /// Has the service ask the user by the prompt that comes next in the reply to @p asked. Gives the signal that tells
+  /// the result; none if there is no prompt.
+  SdMessage prompt(const Call& asked, JVPlatform::OSStatus withoutDisplay);
   Call matchCall(const char* method, const std::string& rule);
   static int onReply(sd_bus_message* reply, void* call, sd_bus_error*);
   static int onMessage(sd_bus_message* message, void* self, sd_bus_error*);
@@ -109,6 +96,7 @@ class SecretConnection {
   pid_t process_;
   std::string session_;
   std::string awaitedPrompt_;  // the object whose end is waited for
+  std::string promptOwner_;    // whose object it is: everybody may send signals
   SdMessage promptEnd_;        // its signal
   bool serviceWent_ = false;   // while a prompt was waited for
 };

@@ -4,7 +4,6 @@
 #include <new>
 #include <utility>
 
-#include "foundation/utf8.h"
 #include "platform/KeychainByKey.h"
 #include "platform/keychain_codes.h"
 #include "platform/modules/vault/VaultContent.h"
@@ -30,25 +29,22 @@ bool matches(const VaultItem& item, const ItemQuery& query) {
 
 JVFoundation::Dictionary tagsOf(const VaultItem& item) {
   JVFoundation::Dictionary tags;
-  const auto tag = [&](const char* key, std::string_view text) {
-    if (isUtf8(text)) tags.set(key, text);
-  };
   const auto unlessEmpty = [&](const char* key, std::string_view text) {
-    if (!text.empty()) tag(key, text);
+    if (!text.empty()) tags.set(key, text);
   };
   if (item.kind == ItemClass::internet) {
-    tag("srvr", item.name);
+    tags.set("srvr", item.name);
     unlessEmpty("sdmn", item.securityDomain);
-    tag("acct", item.account);
+    tags.set("acct", item.account);
     unlessEmpty("path", item.path);
     if (item.port != 0) tags.set("port", std::int32_t{item.port});
     unlessEmpty("ptcl", nameOf(kProtocols, item.protocol));
     unlessEmpty("atyp", nameOf(kAuthenticationTypes, item.authentication));
   } else {
-    tag("svce", item.name);
-    tag("acct", item.account);
+    tags.set("svce", item.name);
+    tags.set("acct", item.account);
   }
-  tag("labl", item.label);
+  tags.set("labl", item.label);
   return tags;
 }
 

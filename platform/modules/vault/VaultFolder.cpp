@@ -1,14 +1,15 @@
 #include "platform/modules/vault/VaultFolder.h"
 
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
+
+#include "platform/FileLock.h"
 
 namespace jv {
 namespace {
@@ -137,7 +138,8 @@ void VaultFolder::replace(std::span<const std::uint8_t> contents) const {
     unlinkat(folder.number(), fresh.c_str(), 0);
     throw;
   }
-  checked([&] { return fsync(folder.number()); });
+  // The new file is in place already, but may not outlive a crash.
+  if (restarted([&] { return fsync(folder.number()); }) < 0) throw KeychainFailure{errSecServiceNotAvailable};
 }
 
 VaultDescriptor VaultFolder::lock() const {
@@ -146,14 +148,9 @@ VaultDescriptor VaultFolder::lock() const {
   VaultDescriptor file(checked([&] {
     return openat(folder.number(), name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
   }));
-  constexpr int kTries = 5'000;
-  constexpr int kPauseMilliseconds = 5;
-  for (int i = 0; i < kTries; ++i) {
-    if (flock(file.number(), LOCK_EX | LOCK_NB) == 0) return file;
-    if (errno != EWOULDBLOCK && errno != EINTR) fail(errno);
-    poll(nullptr, 0, kPauseMilliseconds);
-  }
-  throw KeychainFailure{errSecIO};
+  constexpr std::chrono::seconds kPatience{25};
+  if (const int error = lockFile(file.number(), kPatience); error != 0) fail(error);
+  return file;
 }
 
 }  // namespace jv

@@ -25,7 +25,8 @@ class VaultDescriptor {
   int number_;
 };
 
-/// Reads and replaces the file. Throws `KeychainFailure`; the file is then as it was. Any thread.
+/// Reads and replaces the file. Throws `KeychainFailure`; the file is then as it was, unless `replace` says otherwise.
+/// Any thread.
 class VaultFolder {
  public:
   /// @param path  of the file; a relative one counts from the current folder of this moment.
@@ -38,9 +39,10 @@ class VaultFolder {
   [[nodiscard]] std::optional<std::vector<std::uint8_t>> read() const;
 
   /// Puts a file with @p contents in the place of the old one. When it returns, the new one is on the disk.
+  /// @throws with `errSecServiceNotAvailable` when the new one is in place, but a crash may bring back the old one.
   void replace(std::span<const std::uint8_t> contents) const;
 
-  /// Keeps all other processes and threads that call this waiting as long as it lives.
+  /// Keeps all other processes and threads that call this waiting as long as it lives, but for 25 seconds at most.
   [[nodiscard]] VaultDescriptor lock() const;
 
   [[nodiscard]] std::string path() const { return folder_ + "/" + name_; }
