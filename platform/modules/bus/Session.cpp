@@ -39,6 +39,13 @@ std::string socketFolder() {
   return std::string(path.substr(0, path.rfind('/')));
 }
 
+/// Whether @p message comes from @p sender. Signals have to be asked: anybody may send one to this connection alone,
+/// and the library takes it for the service's that was subscribed to by its well-known name.
+bool comesFrom(sd_bus_message* message, std::string_view sender) {
+  const char* const own = sd_bus_message_get_sender(message);
+  return own && own == sender;
+}
+
 const char* pathIn(sd_bus_message& answer) {
   const char* path = nullptr;
   return sd_bus_message_is_method_error(&answer, nullptr) <= 0 && sd_bus_message_read(&answer, "o", &path) > 0 ? path
@@ -127,6 +134,7 @@ void SessionWatch::disconnect() {
   for (SdSlot* const slot : {&question_, &properties_, &newSession_, &managerOwner_, &disconnected_}) slot->reset();
   if (bus_) sd_bus_detach_event(bus_.get());
   bus_.reset();
+  manager_.clear();
 }
 
 void SessionWatch::joinSoon() {
@@ -166,24 +174,33 @@ int SessionWatch::onManagerOwner(sd_bus_message* message, void* self, sd_bus_err
   const char* name = nullptr;
   const char* before = nullptr;
   const char* now = nullptr;
-  const bool came = sd_bus_message_read(message, "sss", &name, &before, &now) > 0 && *now != '\0';
-  if (came) static_cast<SessionWatch*>(self)->findSession();
+  if (!comesFrom(message, "org.freedesktop.DBus") || sd_bus_message_read(message, "sss", &name, &before, &now) <= 0) {
+    return 0;
+  }
+  auto& watch = *static_cast<SessionWatch*>(self);
+  watch.manager_ = now;
+  if (!watch.manager_.empty()) watch.findSession();
   return 0;
 }
 
 // A service of the user's may run before and between sessions.
-int SessionWatch::onNewSession(sd_bus_message*, void* self, sd_bus_error*) noexcept {
-  static_cast<SessionWatch*>(self)->findSession();
+int SessionWatch::onNewSession(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
+  auto& watch = *static_cast<SessionWatch*>(self);
+  if (comesFrom(message, watch.manager_)) watch.findSession();
   return 0;
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Questions, one at a time
 
+/// The bus lets nobody but the one who was asked answer, itself aside. What the manager signals before its first answer
+/// needs no look: it answers with what is so afterwards.
 template <SessionWatch::Step step>
-int SessionWatch::onMessage(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
+int SessionWatch::onAnswer(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
   auto& watch = *static_cast<SessionWatch*>(self);
   watch.tries_ = 0;  // the bus is there
+  const char* const sender = sd_bus_message_get_sender(message);
+  if (sender && *sender == ':') watch.manager_ = sender;
   (watch.*step)(*message);
   return 0;
 }
@@ -193,7 +210,7 @@ void SessionWatch::ask(SdMessage call) {
   if (!call) return;
   sd_bus_message_set_auto_start(call.get(), 0);  // a session manager that has to be started first has no session
   sd_bus_slot* slot = nullptr;
-  if (sd_bus_call_async(bus_.get(), &slot, call.get(), onMessage<step>, this, 0) >= 0) question_.reset(slot);
+  if (sd_bus_call_async(bus_.get(), &slot, call.get(), onAnswer<step>, this, 0) >= 0) question_.reset(slot);
 }
 
 template <SessionWatch::Step step>
@@ -276,7 +293,7 @@ void SessionWatch::follow(const char* session) {
   session_ = session;
   sd_bus_slot* slot = nullptr;
   if (sd_bus_match_signal_async(bus_.get(), &slot, login::kService, session_.c_str(), "org.freedesktop.DBus.Properties",
-                                "PropertiesChanged", onMessage<&SessionWatch::takeChanges>, nullptr, this) < 0) {
+                                "PropertiesChanged", onChanges, nullptr, this) < 0) {
     return;
   }
   properties_.reset(slot);
@@ -286,6 +303,12 @@ void SessionWatch::follow(const char* session) {
 void SessionWatch::takeActive(sd_bus_message& answer) {
   int active = 0;
   if (enterProperty(answer, "b") && sd_bus_message_read(&answer, "b", &active) > 0) learn(active != 0, false);
+}
+
+int SessionWatch::onChanges(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
+  auto& watch = *static_cast<SessionWatch*>(self);
+  if (comesFrom(message, watch.manager_)) watch.takeChanges(*message);
+  return 0;
 }
 
 void SessionWatch::takeChanges(sd_bus_message& signal) {
