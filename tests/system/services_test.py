@@ -174,6 +174,17 @@ class Services(unittest.TestCase):
                     self.assertEqual([listening.next(), listening.next()], [ACTIVE, ACTIVE])
                     self.assertEqual(listening.waiting(), [])
 
+    def test_a_bus_whose_folder_comes_later_is_joined(self):
+        self.system.stop()
+        folder = os.path.join(self.folder, "run", "later", "dbus")
+        environment = {**os.environ, "XDG_SESSION_ID": "c1", "DBUS_SYSTEM_BUS_ADDRESS": f"unix:path={folder}/system"}
+        with Listening(JV, env=environment) as listening:
+            os.makedirs(folder)
+            self.system = Bus("system", folder)
+            self.addCleanup(self.system.stop)
+            self.serve_login(("c1", MINE))
+            self.join(listening, "c1")
+
     def test_what_others_say_of_the_session_counts_for_nothing(self):
         self.serve_login(("c1", MINE))
 

@@ -3,6 +3,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -94,13 +95,26 @@ void SessionWatch::perform() {
 // ---------------------------------------------------------------------------------------------------------------------
 // The bus
 
+/// Watches the folder of the socket, or what there is of the way to it.
 void SessionWatch::watchFolder() {
-  const std::string folder = socketFolder();
-  sd_event_source* source = nullptr;
-  if (!folder.empty() && sd_event_add_inotify(event_.get(), &source, folder.c_str(),
-                                              IN_CREATE | IN_MOVED_TO | IN_ONLYDIR, onFolder, this) >= 0) {
-    folder_.reset(source);
+  constexpr std::uint32_t kEvents = IN_CREATE | IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+  std::string folder = socketFolder();
+  std::string below;  // the next folder on the way, which is not there
+  while (!folder.empty()) {
+    sd_event_source* source = nullptr;
+    const int status = sd_event_add_inotify(event_.get(), &source, folder.c_str(), kEvents, onFolder, this);
+    if (status >= 0) {
+      folder_.reset(source);
+      if (below.empty() || access(below.c_str(), F_OK) != 0) return;
+      folder = socketFolder();  // it came meanwhile
+      below.clear();
+    } else {
+      if (status != -ENOENT || folder == "/") break;
+      below = folder;
+      folder.erase(std::max<std::size_t>(folder.rfind('/'), 1));
+    }
   }
+  folder_.reset();
 }
 
 int SessionWatch::connect() {
@@ -158,6 +172,7 @@ int SessionWatch::onJoinTime(sd_event_source*, std::uint64_t, void* self) noexce
 
 int SessionWatch::onFolder(sd_event_source*, const inotify_event*, void* self) noexcept {
   auto& watch = *static_cast<SessionWatch*>(self);
+  watch.watchFolder();  // it may have come, or gone
   if (watch.bus_ && sd_bus_is_open(watch.bus_.get()) > 0) return 0;
   watch.tries_ = 0;
   watch.join();

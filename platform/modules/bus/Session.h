@@ -19,7 +19,8 @@ std::shared_ptr<JVPlatform::RunLoopSource> watchSession(std::function<void(bool 
 
 /// One connection to the system bus. Which session is the own one is asked once the session manager is there, when it
 /// comes back, and when a session begins; what was known last stays meanwhile. A bus that goes is joined again: at
-/// once, a few times more in the seconds after, and whenever something appears in the folder of its socket.
+/// once, a few times more in the seconds after, and whenever something appears in the folder of its socket, or on the
+/// way to that when it is not there.
 class SessionWatch final : public JVPlatform::RunLoopSource {
  public:
   /// @throws std::system_error when the system has no descriptors for it.
