@@ -44,10 +44,11 @@ class JV_EXPORT NSString {
   /// from a taller font. An empty text has the height of one line, and so has the place behind a final line feed.
   ///
   /// - Lines break between words, and within a word that is wider than @p width. A width of 0 gives each character a
-  /// line
-  ///   of its own. A width that is negative, infinite or not a number: lines break nowhere but where the text says so.
+  ///   line of its own. A width that is negative, infinite or not a number: lines break nowhere but where the text says
+  ///   so.
   /// - Any script. Each byte that is no UTF-8, and each zero byte, is laid out as a replacement character.
-  /// - The height is 0 when nothing can be laid out: the library's module `text` is missing, or memory has run out.
+  /// - The height is 0 when nothing can be laid out: there are no fonts, the library's module `text` is missing, or
+  ///   memory has run out.
   ///
   /// Threads: any, and they do not wait for each other. Each keeps its fonts for its next text, about 3 MB.
   /// Cost: time in proportion to the text.

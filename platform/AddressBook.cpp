@@ -4,6 +4,7 @@
 
 #include "platform/Defaults.h"
 #include "platform/Facility.h"
+#include "platform/fact_origins.h"
 
 namespace JVPlatform {
 namespace {
@@ -20,7 +21,9 @@ AddressBook::~AddressBook() = default;
 std::shared_ptr<AddressBook> addressBook() { return facility().inUse(); }
 
 std::shared_ptr<AddressBook> installAddressBook(std::shared_ptr<AddressBook> other) {
-  return facility().install(std::move(other));
+  auto before = facility().install(std::move(other));
+  jv::forgetOrigins({Fact::userName, Fact::userEmail});
+  return before;
 }
 
 }  // namespace JVPlatform

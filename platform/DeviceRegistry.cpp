@@ -4,6 +4,7 @@
 
 #include "platform/Defaults.h"
 #include "platform/Facility.h"
+#include "platform/fact_origins.h"
 
 namespace JVPlatform {
 namespace {
@@ -23,7 +24,9 @@ DeviceRegistry::~DeviceRegistry() = default;
 std::shared_ptr<DeviceRegistry> deviceRegistry() { return facility().inUse(); }
 
 std::shared_ptr<DeviceRegistry> installDeviceRegistry(std::shared_ptr<DeviceRegistry> other) {
-  return facility().install(std::move(other));
+  auto before = facility().install(std::move(other));
+  jv::forgetOrigins({Fact::idleTime});
+  return before;
 }
 
 }  // namespace JVPlatform

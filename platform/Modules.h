@@ -1,7 +1,8 @@
 /// The parts of the library that need a system library, as support asks for them.
 ///
 /// A module is a shared object in the folder `JorvaneFoundation` beside the library. The first question that needs it
-/// loads it, once, and only from a folder and a file that root or the user owns and that others cannot write to.
+/// loads it, once, and only from a folder and a file that root or the user owns and that others cannot write to;
+/// never when the library itself was found by a relative name (`LD_LIBRARY_PATH=.`).
 /// Without it the service in question gives its fixed answers, and everything else is as before.
 #pragma once
 

@@ -4,6 +4,7 @@
 
 #include "platform/Defaults.h"
 #include "platform/Facility.h"
+#include "platform/fact_origins.h"
 
 namespace JVPlatform {
 namespace {
@@ -21,7 +22,9 @@ ProcessInformation::~ProcessInformation() = default;
 std::shared_ptr<ProcessInformation> processInformation() { return facility().inUse(); }
 
 std::shared_ptr<ProcessInformation> installProcessInformation(std::shared_ptr<ProcessInformation> other) {
-  return facility().install(std::move(other));
+  auto before = facility().install(std::move(other));
+  jv::forgetOrigins({Fact::systemVersion, Fact::systemText, Fact::architecture, Fact::computerModel});
+  return before;
 }
 
 }  // namespace JVPlatform

@@ -4,6 +4,7 @@
 
 #include "platform/Defaults.h"
 #include "platform/Facility.h"
+#include "platform/fact_origins.h"
 
 namespace JVPlatform {
 namespace {
@@ -23,7 +24,9 @@ SystemConfiguration::~SystemConfiguration() = default;
 std::shared_ptr<SystemConfiguration> systemConfiguration() { return facility().inUse(); }
 
 std::shared_ptr<SystemConfiguration> installSystemConfiguration(std::shared_ptr<SystemConfiguration> other) {
-  return facility().install(std::move(other));
+  auto before = facility().install(std::move(other));
+  jv::forgetOrigins({Fact::computerName, Fact::network});
+  return before;
 }
 
 }  // namespace JVPlatform

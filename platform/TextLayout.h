@@ -20,8 +20,8 @@ enum class NSTextAlignment : std::uint8_t { left, right, center, justified, natu
 /// How all of a text looks.
 struct TextStyle {
   std::optional<Font> font;  ///< none: any that the layout chooses, at 12 points
-  double paragraphSpacing =
-      0;  ///< points between two paragraphs, beside the height of their lines; finite, not negative
+  /// Points between two paragraphs, beside the height of their lines; finite, not negative.
+  double paragraphSpacing = 0;
   NSTextAlignment alignment = NSTextAlignment::natural;
 };
 

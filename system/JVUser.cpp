@@ -1,7 +1,10 @@
 #include <JorvaneFoundation/system/JVUser.h>
 
 #include <atomic>
+#include <mutex>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include <JorvaneFoundation/dispatch/NSRunLoop.h>
 #include <JorvaneFoundation/platform/Workspace.h>
@@ -12,12 +15,46 @@ using JVFoundation::NSNotification;
 using JVFoundation::NSNotificationCenter;
 using JVFoundation::NSRunLoop;
 
+namespace {
+
+/// Has the main run loop watch the session for one workspace. All users of that share it: each source would have the
+/// workspace's centre post once more for the same change.
+class SessionSource {
+ public:
+  static std::shared_ptr<SessionSource> of(const std::shared_ptr<JVPlatform::Workspace>& workspace) {
+    static std::mutex mutex;
+    static auto& known = *new std::vector<std::weak_ptr<SessionSource>>;
+    const std::lock_guard lock(mutex);
+    std::erase_if(known, [](const auto& each) { return each.expired(); });
+    for (const auto& each : known) {
+      if (auto source = each.lock(); source && source->workspace_ == workspace) return source;
+    }
+    const auto made = std::make_shared<SessionSource>(workspace);
+    known.push_back(made);
+    return made;
+  }
+
+  explicit SessionSource(std::shared_ptr<JVPlatform::Workspace> workspace)
+      : workspace_(std::move(workspace)), source_(jv::addToMainRunLoop(workspace_->createRunLoopSource())) {}
+  SessionSource(const SessionSource&) = delete;
+  SessionSource& operator=(const SessionSource&) = delete;
+  ~SessionSource() {
+    if (source_) NSRunLoop::mainRunLoop().removeSource(*source_);
+  }
+
+ private:
+  const std::shared_ptr<JVPlatform::Workspace> workspace_;
+  const std::optional<NSRunLoop::Source> source_;
+};
+
+}  // namespace
+
 struct JVUser::State {
   std::atomic<bool> active{true};
   const std::shared_ptr<JVPlatform::Workspace> workspace = JVPlatform::workspace();
   NSNotificationCenter::Token becameActive;
   NSNotificationCenter::Token resignedActive;
-  std::optional<NSRunLoop::Source> source;
+  std::shared_ptr<SessionSource> source;
 };
 
 JVUser& JVUser::sharedUser() {
@@ -32,12 +69,10 @@ JVUser::JVUser() : state_(std::make_unique<State>()) {
       center.addObserver(JVPlatform::NSWorkspaceSessionDidBecomeActiveNotification, nullptr, handler);
   state_->resignedActive =
       center.addObserver(JVPlatform::NSWorkspaceSessionDidResignActiveNotification, nullptr, handler);
-  state_->source = jv::addToMainRunLoop(state_->workspace->createRunLoopSource());
+  state_->source = SessionSource::of(state_->workspace);
 }
 
-JVUser::~JVUser() {
-  if (state_->source) NSRunLoop::mainRunLoop().removeSource(*state_->source);
-}
+JVUser::~JVUser() = default;
 
 bool JVUser::isActive() const noexcept { return state_->active.load(std::memory_order_relaxed); }
 void JVUser::setActive(bool active) noexcept { state_->active.store(active, std::memory_order_relaxed); }

@@ -72,7 +72,7 @@ class JV_EXPORT JVUtilities {
   /// @param interfaceName  when given, gets the interface's name; "en0" when none is active.
   /// @return "127.0.0.1" when there is no active interface or it has no address.
   /// Cost: two questions to the kernel, in proportion to the number of interfaces.
-  [[nodiscard]] static std::string ipAddress(std::string* interfaceName = nullptr);
+  static std::string ipAddress(std::string* interfaceName = nullptr);
 
   /// Whether nobody has touched an input device for more than @p minutes minutes of 60 "seconds" that are 2^30
   /// nanoseconds long each: 1 answers yes from 65.5 seconds on. No when nobody can tell.

@@ -25,11 +25,20 @@ LoadedModule refused(const std::string& path, std::string_view why) {
   return {nullptr, path + ": " + std::string(why)};
 }
 
+/// Whether others than the owner of @p status's file, and root, can write it.
+bool isOpenToOthers(const struct stat& status) {
+  if ((status.st_mode & S_IWOTH) != 0) return true;
+  // Of the groups only root's and the one that many systems give each user alone, by the user's number, have nobody
+  // else in them.
+  const bool isOwnGroup = status.st_gid == 0 || status.st_gid == status.st_uid;
+  return (status.st_mode & S_IWGRP) != 0 && !isOwnGroup;
+}
+
 /// Whether only root, or the user that the process works for, can have put @p status's file there.
 bool isTrusted(const struct stat& status) {
   // With raised privileges the user is just who must not choose what runs.
   const bool trustsUser = getauxval(AT_SECURE) == 0;
-  return (status.st_uid == 0 || (trustsUser && status.st_uid == geteuid())) && (status.st_mode & S_IWOTH) == 0;
+  return (status.st_uid == 0 || (trustsUser && status.st_uid == geteuid())) && !isOpenToOthers(status);
 }
 
 /// What speaks against loading code from @p path; none when nothing does.

@@ -13,7 +13,8 @@ struct LoadedModule {
 };
 
 /// Loads `NAME.so` of @p folder for the life of the process. Refused: a folder or a file that neither root nor the user
-/// owns or that everybody may write to, and a module of another version.
+/// owns, or that everybody or a group may write to (but root's and the owner's private one), and a module of another
+/// version.
 LoadedModule loadModule(const std::string& folder, std::string_view name);
 
 /// The module @p name of the folder beside the library, loaded when it is asked for first. Any thread.

@@ -66,6 +66,8 @@ class UrgentEvents {
   aio_context_t context_ = 0;
 };
 
+constexpr std::uint32_t kEvents = IN_MOVED_TO | IN_MOVED_FROM | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE;
+
 bool isOfInterest(std::string_view name) { return name == "machine-info" || name == "hostname"; }
 
 [[noreturn]] void fail(const char* operation) { throw std::system_error(errno, std::generic_category(), operation); }
@@ -93,8 +95,7 @@ NameWatch::NameWatch(const std::string& root, std::chrono::milliseconds pause)
       poll_(epoll_create1(EPOLL_CLOEXEC)) {
   if (!poll_.isOpen()) fail("epoll_create1");
   const bool hasFolder =
-      folder_.isOpen() && inotify_add_watch(folder_.get(), (root + "/etc").c_str(),
-                                            IN_MOVED_TO | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_ONLYDIR) >= 0;
+      folder_.isOpen() && inotify_add_watch(folder_.get(), (root + "/etc").c_str(), kEvents | IN_ONLYDIR) >= 0;
   if (hasFolder) watch(folder_);
   if (hostName_->works()) watch(hostName_->descriptor());
   if (!hasFolder || !hostName_->works()) startTimer(pause);

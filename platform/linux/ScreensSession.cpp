@@ -83,8 +83,11 @@ void SessionScreens::ask(std::unique_lock<std::mutex>& lock) {
 
 std::optional<std::vector<Monitor>> SessionScreens::monitors() {
   if (source_) {
+    const Clock::time_point asked = now_();
     if (auto answer = source_->monitors()) return answer;
     source_.reset();
+    // One that did not answer would be waited for again.
+    if (now_() - asked >= kPause) lastVain_ = now_();
   }
   if (lastVain_ && now_() - *lastVain_ < kPause) return std::nullopt;
   auto answer = firstAnswer();

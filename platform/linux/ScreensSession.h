@@ -20,7 +20,8 @@ namespace jv {
 /// the origin, the others keep their order, and y grows upwards. Without a primary one, the first one is.
 JVPlatform::Screens::List screensOf(std::vector<Monitor> monitors);
 
-/// Asks the first window system that answers, stays with it while it does, and looks for another one afterwards. One
+/// Asks the first window system that answers, stays with it while it does, and looks for another one afterwards: at
+/// once when the connection was lost, by the next question a second later when the answer was waited for in vain. One
 /// question is on its way at a time; threads that come meanwhile share the answer to the next one.
 class SessionScreens final : public JVPlatform::Screens {
  public:

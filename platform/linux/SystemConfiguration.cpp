@@ -30,16 +30,15 @@ std::string serviceKey(std::string_view domain, std::string_view service, std::s
   return std::string(domain) + "/Network/Service/" + std::string(service) + "/" + std::string(entity);
 }
 
-/// Interfaces as the kernel has them. It is asked when the list is.
+/// Interfaces as the kernel has them. It is asked when the list is; a store that is only watched keeps no socket.
 class Store final : public JVPlatform::SCDynamicStore {
  public:
-  Store(Descriptor socket, JVPlatform::SCDynamicStoreCallBack callBack)
-      : socket_(std::move(socket)), callBack_(std::move(callBack)) {}
+  explicit Store(JVPlatform::SCDynamicStoreCallBack callBack) : callBack_(std::move(callBack)) {}
 
   std::optional<Value> valueOf(std::string_view key) {
     const std::string list = interfacesKey(kSCDynamicStoreDomainState);
     if (key == list) return interfaces();
-    if (!state_) state_ = readNetwork(socket_.get());
+    if (!state_) read();
     if (!state_ || !key.starts_with(list + "/")) return std::nullopt;
     key.remove_prefix(list.size() + 1);
     const std::size_t slash = key.find('/');
@@ -56,11 +55,17 @@ class Store final : public JVPlatform::SCDynamicStore {
 
  private:
   std::optional<Value> interfaces() {
-    state_ = readNetwork(socket_.get());
+    read();
     if (!state_) return std::nullopt;
     Value::Array names;
     for (const NetworkLink* const link : orderedInterfaces(*state_)) names.emplace_back(link->name);
     return Dictionary{{std::string(JVPlatform::kSCDynamicStorePropNetInterfaces), std::move(names)}};
+  }
+
+  void read() {
+    if (!socket_.isOpen()) socket_ = openRtnetlink(0);
+    state_ = socket_.isOpen() ? readNetwork(socket_.get()) : std::nullopt;
+    noteOrigin(Fact::network, state_ ? "kernel, by rtnetlink" : nullptr);
   }
 
   [[nodiscard]] std::optional<Value> entityOf(const NetworkLink& link, std::string_view entity) const {
@@ -98,10 +103,7 @@ class LinuxSystemConfiguration final : public JVPlatform::SystemConfiguration {
 
   SCDynamicStoreRef SCDynamicStoreCreate(std::optional<std::string_view>,
                                          JVPlatform::SCDynamicStoreCallBack callBack) override {
-    Descriptor socket = openRtnetlink(0);
-    noteOrigin(Fact::network, socket.isOpen() ? "kernel, by rtnetlink" : nullptr);
-    if (!socket.isOpen()) return nullptr;
-    return std::make_shared<Store>(std::move(socket), std::move(callBack));
+    return std::make_shared<Store>(std::move(callBack));
   }
 
   std::string SCDynamicStoreKeyCreateNetworkInterface(std::string_view domain) override {

@@ -42,24 +42,25 @@ std::string kernelHostName() {
 }  // namespace
 
 std::optional<FoundText> computerName(const std::string& root) {
-  if (auto pretty = variableIn(textOfFile(root + "/etc/machine-info"), "PRETTY_HOSTNAME"); pretty && !pretty->empty()) {
+  if (auto pretty = variableIn(textOfFile(root + "/etc/machine-info"), "PRETTY_HOSTNAME");
+      pretty && saysSomething(*pretty)) {
     return FoundText{std::move(*pretty), "/etc/machine-info"};
   }
   const std::string file = textOfFile(root + "/etc/hostname");
-  if (const std::string_view host = firstLineOf(file); !host.empty()) {
+  if (const std::string_view host = firstLineOf(file); saysSomething(host)) {
     return FoundText{std::string(host), "/etc/hostname"};
   }
-  if (std::string name = kernelHostName(); !name.empty()) return FoundText{std::move(name), "kernel's host name"};
+  if (std::string name = kernelHostName(); saysSomething(name)) return FoundText{std::move(name), "kernel's host name"};
   return std::nullopt;
 }
 
 std::optional<FoundText> computerModel(const std::string& root) {
   const std::string product = textOfFile(root + "/sys/class/dmi/id/product_name");
-  if (const std::string_view model = firstLineOf(product); !model.empty() && !isFiller(model)) {
+  if (const std::string_view model = firstLineOf(product); saysSomething(model) && !isFiller(model)) {
     return FoundText{std::string(model), "firmware tables"};
   }
   const std::string tree = textOfFile(root + "/proc/device-tree/model");
-  if (std::string model = tree.substr(0, tree.find('\0')); !model.empty()) {
+  if (std::string model = tree.substr(0, tree.find('\0')); saysSomething(model)) {
     return FoundText{std::move(model), "device tree"};
   }
   return std::nullopt;
@@ -69,7 +70,7 @@ std::optional<FoundText> systemText(const std::string& root) {
   constexpr const char* kPlaces[] = {"/etc/os-release", "/usr/lib/os-release"};
   for (const char* const place : kPlaces) {
     auto name = variableIn(textOfFile(root + place), "PRETTY_NAME");
-    if (name && !name->empty()) return FoundText{std::move(*name), place};
+    if (name && saysSomething(*name)) return FoundText{std::move(*name), place};
   }
   return std::nullopt;
 }

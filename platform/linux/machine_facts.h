@@ -12,6 +12,7 @@ struct FoundText {
   const char* origin;  ///< in words; lives as long as the process
 };
 
+// A value that is no UTF-8, or has blanks alone, counts as missing.
 // Below, @p root stands in front of every path that is read: empty, but for tests.
 
 /// The name that people gave the computer (`/etc/machine-info`), else its host name (`/etc/hostname`), else that of the

@@ -26,7 +26,8 @@ std::optional<T> valueOf(const rtattr& attribute) {
 /// Calls @p take with each attribute in the @p length bytes at @p first.
 template <class Take>
 void forEachAttribute(const rtattr* first, std::size_t length, Take take) {
-  auto left = static_cast<unsigned>(length);
+  // Signed: behind the last one its padding, which need not be there, is taken off too.
+  auto left = static_cast<int>(length);
   for (const rtattr* attribute = first; RTA_OK(attribute, left); attribute = RTA_NEXT(attribute, left)) {
     take(*attribute);
   }
@@ -205,9 +206,13 @@ Received receiveMessages(int socket, const std::function<void(const nlmsghdr&)>&
   }
   if (sender.nl_pid != 0) return Received::messages;  // not from the kernel: passed over
   auto left = static_cast<unsigned>(length);
-  for (auto* message = reinterpret_cast<const nlmsghdr*>(buffer.data()); NLMSG_OK(message, left);
-       message = NLMSG_NEXT(message, left)) {
-    take(*message);
+  for (const char* at = buffer.data();;) {
+    const auto& message = *reinterpret_cast<const nlmsghdr*>(at);
+    if (!NLMSG_OK(&message, left)) break;
+    take(message);
+    const unsigned step = std::min(NLMSG_ALIGN(message.nlmsg_len), left);  // the last one may lack its padding
+    at += step;
+    left -= step;
   }
   return (header.msg_flags & MSG_TRUNC) != 0 ? Received::lost : Received::messages;
 }

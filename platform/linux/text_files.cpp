@@ -1,6 +1,11 @@
 #include "platform/linux/text_files.h"
 
-#include "platform/FileContents.h"
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "foundation/utf8.h"
+#include "platform/linux/ProcessDescriptor.h"
 
 namespace jv {
 namespace {
@@ -27,7 +32,7 @@ std::string unquoted(std::string_view value) {
   char quote = 0;
   for (std::size_t at = 0; at < value.size(); ++at) {
     const char c = value[at];
-    if (c == quote) {
+    if (quote != 0 && c == quote) {
       quote = 0;
     } else if (quote == 0 && (c == '"' || c == '\'')) {
       quote = c;
@@ -46,10 +51,26 @@ std::string unquoted(std::string_view value) {
 }  // namespace
 
 std::string textOfFile(const std::string& path) {
-  const auto contents = FileContents::of(path, FileContents::Means::read);
-  if (!contents) return {};
-  return {reinterpret_cast<const char*>(contents->bytes().data()), contents->bytes().size()};
+  Descriptor file;
+  do {
+    // A named pipe without a writer would be waited for, and a device may do anything.
+    file = Descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+  } while (!file.isOpen() && errno == EINTR);
+  struct stat status = {};
+  if (!file.isOpen() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+  std::string text;
+  for (;;) {  // until the end: files of the kernel do not tell their size
+    constexpr std::size_t kAtOnce = 4096;
+    const std::size_t had = text.size();
+    text.resize(had + kAtOnce);
+    const ssize_t got = read(file.get(), text.data() + had, kAtOnce);
+    text.resize(had + static_cast<std::size_t>(got > 0 ? got : 0));
+    if (got == 0) return text;
+    if (text.size() > kLargestTextFile || (got < 0 && errno != EINTR)) return {};
+  }
 }
+
+bool saysSomething(std::string_view value) { return !trimmed(value).empty() && isUtf8(value); }
 
 std::string_view firstLineOf(std::string_view text) {
   while (!text.empty()) {

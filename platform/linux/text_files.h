@@ -1,14 +1,21 @@
 /// Small files of the system that hold text.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace jv {
 
-/// The contents of the file at @p path; empty when it cannot be read.
+inline constexpr std::size_t kLargestTextFile = std::size_t{1} << 20;
+
+/// The contents of the file at @p path; empty when it cannot be read, is no regular file or has more than
+/// `kLargestTextFile` bytes. Never waits for another process.
 std::string textOfFile(const std::string& path);
+
+/// Whether @p value is UTF-8 with more than blanks in it. What is not counts as missing.
+bool saysSomething(std::string_view value);
 
 /// The first line of @p text that is neither blank nor a comment (`#`), without blanks around it; empty when there is
 /// none.

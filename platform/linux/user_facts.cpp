@@ -5,6 +5,9 @@
 #include <cstdlib>
 #include <vector>
 
+#include "foundation/utf8.h"
+#include "platform/linux/text_files.h"
+
 namespace jv {
 namespace {
 
@@ -111,11 +114,13 @@ std::optional<std::string> fullNameOf(std::string_view field, std::string_view l
       name += c;
     }
   }
-  if (name.empty() || name == login) return std::nullopt;
+  if (!saysSomething(name) || name == login) return std::nullopt;
   return name;
 }
 
 std::optional<JVPlatform::ABMultiValue> emailsOfCard(std::string_view text) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
   bool inside = false;
   int best = kNotPreferred;
   JVPlatform::ABMultiValue emails;
@@ -125,7 +130,7 @@ std::optional<JVPlatform::ABMultiValue> emailsOfCard(std::string_view text) {
     const Property property = propertyOf(head);
     if (property.name == "BEGIN") inside = true;
     if (property.name == "END" && inside) break;
-    if (!inside || property.name != "EMAIL") continue;
+    if (!inside || property.name != "EMAIL" || !isUtf8(value)) continue;
     emails.entries.push_back({std::to_string(emails.count()), unescaped(value)});
     if (property.preference >= best) continue;
     best = property.preference;

@@ -173,8 +173,36 @@ TEST(TextLayout, LongParagraphsAreAsShortOnes) {
     }
   }
   EXPECT_EQ(linesOf(repeated("x", 100'000), 60, NSFont::fontWithName("Liberation Mono", 10)), 100'000 / 9 + 1);
-  EXPECT_EQ(linesOf(std::string("e").append(repeated("\u0301", 20'000)), 60, mono()), 1)
-      << "one character that is 40 KB long";
+}
+
+TEST(TextLayout, PilesOfMarksAreOneCharacter) {
+  const std::string pile = std::string("e").append(repeated("\u0301", 20'000));
+  for (const double width : {0.0, 60.0, 1e4, 1e5, kInfinity}) EXPECT_EQ(linesOf(pile, width, mono()), 1) << width;
+  // The letter and four words of five make a line, with the blank that is not seen at its end.
+  EXPECT_EQ(linesOf(pile + repeated(" aaaa", 100), 21.5 * 6.0009765625, mono()), 25);
+  const JVPlatform::TextStyle style{mono()->platformFont(), 0, {}};
+  const StyledText texts[] = {{pile, style}, {"b", style}};
+  EXPECT_TRUE(JVPlatform::textLayout()->picture(texts, 100, 10, 1));
+}
+
+TEST(TextLayout, AnySizeAndWidthGoTogether) {
+  // Wide letters, and tabs, which are the widest.
+  for (const double size : {0.5, 1.0, 12.0, 100.0, 256.0, 1000.0, 1e6}) {
+    for (const double width : {600.0, 2e4, 5e5, 6e5, 1e6, 2e6, 1e7}) {
+      const double room = width / size;  // in sizes
+      if (room < 2 || room > 2e4) continue;
+      SCOPED_TRACE(std::to_string(size) + " in " + std::to_string(width));
+      const NSFont::Pointer font = NSFont::fontWithName("Liberation Mono", size);
+      constexpr double kAdvance = 1229.0 / 2048;
+      const auto inLine = static_cast<std::size_t>(room / kAdvance);
+      // A text some way from full lines, so that no rounding of a glyph's width matters.
+      const std::size_t lines = std::max<std::size_t>(4, 5'000 / inLine);
+      const double exact = linesOf(repeated("m", lines * inLine - inLine / 2), width, font);
+      EXPECT_NEAR(exact, static_cast<double>(lines), 1 + 2e-3 * static_cast<double>(lines));
+    }
+  }
+  const NSFont::Pointer large = NSFont::fontWithName("Liberation Mono", 256);
+  EXPECT_NEAR(linesOf(repeated("\t", 10'000), 1e6, large), 10'000 * 8 * 256 * 1229.0 / 2048 / 1e6, 2);
 }
 
 TEST(TextLayout, HugeTextsAreLaidOut) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
 #include <sys/utsname.h>
 
 #include "platform/linux/text_files.h"
@@ -43,11 +44,28 @@ TEST(VariablesOfAFile, AreReadAsShellsReadThem) {
        "Ren\xC3\xA9"
        "e's Box"},
       {"an equals sign", "NAME=a=b", "a=b"},
+      {"a zero byte", std::string_view("NAME=a\0b\n", 9), std::string("a\0b", 3)},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
     EXPECT_EQ(jv::variableIn(c.text, "NAME"), c.expected);
   }
+}
+
+TEST(SmallFiles, AreReadAndNothingElseIs) {
+  const TemporaryFolder folder;
+  const auto text = [&](const char* name) { return jv::textOfFile((folder.path() / name).string()); };
+  EXPECT_EQ(text("absent"), "");
+  EXPECT_EQ(text("."), "") << "a folder";
+  ASSERT_EQ(mkfifo((folder.path() / "pipe").c_str(), 0600), 0);
+  EXPECT_EQ(text("pipe"), "") << "nobody writes to it";
+  EXPECT_EQ(jv::textOfFile("/dev/zero"), "") << "has no end";
+  const std::string largest(jv::kLargestTextFile, 'a');
+  folder.write("largest", largest);
+  EXPECT_EQ(text("largest"), largest);
+  folder.write("large", largest + "a");
+  EXPECT_EQ(text("large"), "");
+  EXPECT_NE(jv::textOfFile("/proc/self/status"), "") << "does not tell its size";
 }
 
 /// Files below a folder of their own, and what is found there.
@@ -76,8 +94,12 @@ TEST_F(Machine, IsNamedByPeopleThenByItsHostName) {
   write("etc/machine-info", "CHASSIS=laptop\nPRETTY_HOSTNAME=\"Ada's Box\"\n");
   EXPECT_EQ(textOf(jv::computerName(root())), "Ada's Box");
   EXPECT_STREQ(jv::computerName(root())->origin, "/etc/machine-info");
-  write("etc/machine-info", "PRETTY_HOSTNAME=\n");
-  EXPECT_EQ(textOf(jv::computerName(root())), "box.example.org");
+  for (const char* nothing : {"", "\"  \"", "\"Ren\xE9's Box\""}) {
+    write("etc/machine-info", std::string("PRETTY_HOSTNAME=") + nothing + "\n");
+    EXPECT_EQ(textOf(jv::computerName(root())), "box.example.org") << nothing;
+  }
+  write("etc/hostname", "ren\xE9\n");
+  EXPECT_EQ(textOf(jv::computerName(root())), byKernel) << "no UTF-8";
   write("etc/hostname", "\n#only a comment\n");
   EXPECT_EQ(textOf(jv::computerName(root())), byKernel);
   std::filesystem::remove_all(folder.path() / "etc/hostname");
@@ -92,7 +114,8 @@ TEST_F(Machine, HasTheModelThatItsFirmwareNames) {
   const std::string product = "sys/class/dmi/id/product_name";
   write(product, "Book 14 \n");
   EXPECT_EQ(textOf(jv::computerModel(root())), "Book 14");
-  for (const char* filler : {"To Be Filled By O.E.M.", "System Product Name", "Default string", "None", "", " "}) {
+  for (const char* filler :
+       {"To Be Filled By O.E.M.", "System Product Name", "Default string", "None", "", " ", "Book \xAE"}) {
     write(product, filler + std::string("\n"));
     EXPECT_EQ(textOf(jv::computerModel(root())), "Board Model B") << filler;
   }
@@ -106,6 +129,8 @@ TEST_F(Machine, RunsTheSystemThatItsReleaseFileNames) {
   EXPECT_EQ(textOf(jv::systemText(root())), "Vendor OS 1");
   write("etc/os-release", "NAME=Own\n");
   EXPECT_EQ(textOf(jv::systemText(root())), "Vendor OS 1") << "says nothing";
+  write("etc/os-release", "PRETTY_NAME=\"OS \xAE\"\n");
+  EXPECT_EQ(textOf(jv::systemText(root())), "Vendor OS 1") << "no UTF-8";
   write("etc/os-release", "PRETTY_NAME=\"Own OS 2\"\n");
   EXPECT_EQ(textOf(jv::systemText(root())), "Own OS 2");
 }

@@ -63,6 +63,32 @@ TEST_F(ModuleLoader, TrustsNoFolderThatOthersCanWrite) {
   EXPECT_THAT(jv::loadModule(folder(), "trial").problem, HasSubstr("others"));
 }
 
+TEST_F(ModuleLoader, TrustsNoGroupButTheOwners) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a file to any group";
+  constexpr gid_t kOthers = 65534;
+  struct Case {
+    const char* why;
+    gid_t group;
+    mode_t mode;
+    bool trusted;
+  };
+  const Case cases[] = {
+      {"root's own group", 0, 0775, true},
+      {"another group, which may not write", kOthers, 0755, true},
+      {"another group", kOthers, 0775, false},
+  };
+  for (const std::string& path : {file("trial"), folder()}) {
+    for (const Case& c : cases) {
+      SCOPED_TRACE(path + ": " + c.why);
+      ASSERT_EQ(chown(path.c_str(), 0, c.group), 0);
+      ASSERT_EQ(chmod(path.c_str(), c.mode), 0);
+      const jv::LoadedModule trial = jv::loadModule(folder(), "trial");
+      EXPECT_EQ(trial.table != nullptr, c.trusted) << trial.problem;
+    }
+    ASSERT_EQ(chmod(path.c_str(), 0755), 0);
+  }
+}
+
 TEST_F(ModuleLoader, TrustsNoFileOfAnotherUser) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
   ASSERT_EQ(chown(file("trial").c_str(), 65534, 65534), 0);

@@ -69,6 +69,8 @@ TEST_F(Names, AreWatchedWhereverTheyAreReplacedOrRemoved) {
          for (int i = 0; i < 500; ++i) folder.write(file(i % 2 ? "machine-info" : "hostname"), "c");
        },
        1},
+      {"moved away", [&] { fs::rename(etc / "machine-info", etc / "machine-info.old"); }, 1},
+      {"moved back", [&] { fs::rename(etc / "machine-info.old", etc / "machine-info"); }, 1},
       {"removed", [&] { fs::remove(etc / "machine-info"); }, 1},
       {"a link", [&] { fs::create_symlink("other", etc / "machine-info"); }, 1},
   };

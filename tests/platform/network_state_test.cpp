@@ -70,6 +70,10 @@ class Message {
     append(data, size);
     return *this;
   }
+  /// Has the attribute @p at a place claim another length.
+  void attributeLength(std::size_t at, std::size_t length) {
+    reinterpret_cast<rtattr*>(bytes_.data() + at)->rta_len = static_cast<std::uint16_t>(length);
+  }
   /// As long as it claims to be, or cut off there.
   const nlmsghdr& header(std::size_t length = static_cast<std::size_t>(-1)) {
     reinterpret_cast<nlmsghdr*>(bytes_.data())->nlmsg_len = static_cast<std::uint32_t>(std::min(length, bytes_.size()));
@@ -101,6 +105,11 @@ TEST(Messages, AreReadAsFarAsTheyGo) {
   for (std::size_t length = 0; length < link.size(); ++length) {
     EXPECT_EQ(jv::linkOf(link.header(length)).has_value(), length >= NLMSG_LENGTH(sizeof body)) << "cut off";
   }
+  Message unpadded(RTM_NEWLINK, body);
+  unpadded.attribute(IFLA_IFNAME, "eth0\0\0\0", 8).attribute(IFLA_MASTER, &master, 4);
+  const std::size_t inName = NLMSG_LENGTH(sizeof body) + RTA_LENGTH(5);
+  unpadded.attributeLength(NLMSG_LENGTH(sizeof body), RTA_LENGTH(5));
+  EXPECT_EQ(jv::linkOf(unpadded.header(inName)), (NetworkLink{7, kUp, 0, false, "eth0"})) << "ends without padding";
   body.ifi_family = AF_BRIDGE;
   EXPECT_FALSE(jv::linkOf(Message(RTM_NEWLINK, body).header()));
   EXPECT_FALSE(jv::linkOf(Message(RTM_NEWADDR, ifaddrmsg{}).header()));

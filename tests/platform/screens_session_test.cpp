@@ -5,6 +5,7 @@
 
 #include <array>
 #include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -69,6 +70,7 @@ struct FakeWindowSystem {
     explicit Connection(FakeWindowSystem& system) : system_(system), number_(++system.opened) {}
     ~Connection() override { --system_.open; }
     std::optional<std::vector<Monitor>> monitors() noexcept override {
+      if (system_.whenAsked) system_.whenAsked();
       if (number_ <= system_.lost || system_.silent) return std::nullopt;
       if (system_.without) return std::vector<Monitor>{};
       return std::vector{Monitor{system_.name, {}, 1, true}};
@@ -90,7 +92,8 @@ struct FakeWindowSystem {
   bool isThere = true;
   bool silent = false;   ///< connects, and does not answer
   bool without = false;  ///< has no monitors
-  int lost = 0;          ///< so many of its first connections
+  std::function<void()> whenAsked;
+  int lost = 0;  ///< so many of its first connections
   int asked = 0;
   int opened = 0;
   int open = 0;
@@ -126,6 +129,17 @@ TEST_F(Session, ConnectsAnewAtOnceWhenTheConnectionIsLost) {
   EXPECT_THAT(names(), ElementsAre("preferred"));
   EXPECT_EQ(preferred_.asked, 2);
   EXPECT_EQ(preferred_.open, 1);
+}
+
+TEST_F(Session, WaitsOnceForOneThatDoesNotAnswerAnyMore) {
+  names();
+  preferred_.silent = true;
+  preferred_.whenAsked = [this] { now_ += std::chrono::seconds(3); };
+  EXPECT_THAT(names(), IsEmpty());
+  EXPECT_EQ(preferred_.asked, 1) << "to connect anew would have been waited for as well";
+  preferred_.silent = false;
+  now_ += SessionScreens::kPause;
+  EXPECT_THAT(names(), ElementsAre("preferred"));
 }
 
 TEST_F(Session, TakesTheOtherWindowSystemWhenOneDoesNotAnswer) {

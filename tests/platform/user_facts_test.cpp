@@ -19,6 +19,8 @@ TEST(FullName, IsWhatTheFieldSaysBeyondTheLoginName) {
       {"the login name", "root", "root", std::nullopt},
       {"the login name in capitals says more", "Root", "root", "Root"},
       {"the mark for the login name", "& of &, Room", "ada", "Ada of Ada"},
+      {"blanks", "  ,Room 1", "ada", std::nullopt},
+      {"no UTF-8", "Ren\xE9", "ada", std::nullopt},
       {"the mark alone", "&", "ada", "Ada"},
       {"the mark without a login name", "&", "", std::nullopt},
   };
@@ -59,6 +61,7 @@ TEST(OwnCard, HasAddressesAndPerhapsAPreferredOne) {
       {"empty", "EMAIL:\n", {""}, nullptr},
       {"none", "FN:Ada\nXEMAIL:a\nEMAILS:b\nNOTE:EMAIL:c\n", {}, nullptr},
       {"no colon", "EMAIL\n", {}, nullptr},
+      {"no UTF-8", "EMAIL;PREF=1:ren\xE9@b\nEMAIL:a@b\n", {"a@b"}, nullptr},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
@@ -72,6 +75,10 @@ TEST(OwnCard, HasAddressesAndPerhapsAPreferredOne) {
         emails->primaryIdentifier ? emails->valueForIdentifier(*emails->primaryIdentifier) : std::nullopt;
     EXPECT_EQ(primary, c.primary ? std::optional<std::string>(c.primary) : std::nullopt);
   }
+  EXPECT_TRUE(
+      jv::emailsOfCard("\xEF\xBB\xBF"
+                       "BEGIN:VCARD\nEMAIL:a@b\nEND:VCARD\n"))
+      << "a byte-order mark";
   for (const char* text : {"", "EMAIL:a@b\n", "\n\n", "END:VCARD\n"}) EXPECT_FALSE(jv::emailsOfCard(text)) << text;
 }
 

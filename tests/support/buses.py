@@ -62,6 +62,13 @@ class Bus:
     def wait_for(self, name, there=True):
         eventually(lambda: self.connection.name_has_owner(name) == there)
 
+    def names_of(self, process):
+        """The unique names of the connections of a process."""
+        daemon = self.connection.get_object("org.freedesktop.DBus", "/org/freedesktop/DBus")
+        names = [name for name in self.connection.list_names() if name.startswith(":")]
+        return [name for name in names
+                if daemon.GetConnectionUnixProcessID(name, dbus_interface="org.freedesktop.DBus") == process]
+
     def mock(self, name, path):
         return dbus.Interface(self.connection.get_object(name, path), MOCK)
 

@@ -74,4 +74,27 @@ TEST_F(User, HangsTheSessionOnTheMainRunLoopAsLongAsItLives) {
   EXPECT_FALSE(user->isActive());
 }
 
+TEST_F(User, SharesTheWatchOnTheSession) {
+  const auto source = std::make_shared<jvtest::FakeRunLoopSource>();
+  source->handler = [&] { workspace->center.post(kBecame); };
+  workspace->source = source;
+  const auto token = NSNotificationCenter::defaultCenter().addObserver(JVUserDidBecomeActiveNotification, nullptr,
+                                                                       [&](const auto&) { told += "+"; });
+  auto first = std::make_unique<JVUser>();
+  const JVUser second;
+  EXPECT_EQ(workspace->asked, 1) << "two would make the centre post twice";
+  source->happen();
+  jvtest::drainAll();
+  EXPECT_EQ(told, "++") << "once for each";
+  first.reset();
+  source->happen();
+  jvtest::drainAll();
+  EXPECT_EQ(told, "+++") << "the other still hears";
+  {
+    const jvtest::InstalledWorkspace another;
+    const JVUser third;
+    EXPECT_EQ(another->asked, 1) << "a workspace of its own";
+  }
+}
+
 }  // namespace

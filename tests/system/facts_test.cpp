@@ -5,6 +5,8 @@
 #include <cstring>
 #include <limits>
 
+#include <JorvaneFoundation/platform/FactOrigin.h>
+
 #include "system/fakes.h"
 
 using JVFoundation::Dictionary;
@@ -16,6 +18,14 @@ using testing::IsEmpty;
 namespace {
 
 using Text = std::optional<std::string>;
+
+TEST(Origins, AreThoseOfTheImplementationInUse) {
+  using JVPlatform::Fact;
+  static_cast<void>(JVPlatform::processInformation()->operatingSystemVersion());
+  EXPECT_EQ(JVPlatform::originOf(Fact::systemVersion), "kernel's release");
+  const jvtest::InstalledProcessInformation own;
+  EXPECT_EQ(JVPlatform::originOf(Fact::systemVersion), "");
+}
 
 TEST(UserName, JoinsWhatThereIs) {
   const struct {

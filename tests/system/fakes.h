@@ -62,7 +62,11 @@ struct FakeSystemLog final : JVPlatform::SystemLog {
 /// Its sources are hung on the main run loop as real ones are, and never have anything to say.
 struct FakeWorkspace final : JVPlatform::Workspace {
   JVFoundation::NSNotificationCenter& notificationCenter() override { return center; }
-  std::shared_ptr<JVPlatform::RunLoopSource> createRunLoopSource() override { return source; }
+  std::shared_ptr<JVPlatform::RunLoopSource> createRunLoopSource() override {
+    ++asked;
+    return source;
+  }
+  int asked = 0;  ///< times for a source
   JVFoundation::NSNotificationCenter center;
   std::shared_ptr<JVPlatform::RunLoopSource> source;
 };

@@ -14,6 +14,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
 from buses import ACCOUNTS, LOGIN, Bus  # noqa: E402  skips the test where there can be none
 from listening import Listening, eventually  # noqa: E402
 import dbus  # noqa: E402
+import dbus.lowlevel  # noqa: E402
 
 JV = os.path.abspath(sys.argv.pop(1))
 if "sanitized" in sys.argv:
@@ -151,6 +152,45 @@ class Services(unittest.TestCase):
                     self.activate("c2", True)
                     self.assertEqual([listening.next(), listening.next()], [ACTIVE, ACTIVE])
                     self.assertEqual(listening.waiting(), [])
+
+    def test_a_bus_whose_folder_comes_later_is_joined(self):
+        self.system.stop()
+        folder = os.path.join(self.folder, "run", "later", "dbus")
+        environment = {**os.environ, "XDG_SESSION_ID": "c1", "DBUS_SYSTEM_BUS_ADDRESS": f"unix:path={folder}/system"}
+        with Listening(JV, env=environment) as listening:
+            os.makedirs(folder)
+            self.system = Bus("system", folder)
+            self.addCleanup(self.system.stop)
+            self.serve_login(("c1", MINE))
+            self.join(listening, "c1")
+
+    def test_what_others_say_of_the_session_counts_for_nothing(self):
+        self.serve_login(("c1", MINE))
+
+        def forge(listener, active):
+            signal = dbus.lowlevel.SignalMessage("/org/freedesktop/login1/session/c1", "org.freedesktop.DBus.Properties",
+                                                 "PropertiesChanged")
+            signal.set_destination(listener)
+            signal.append(SESSION, {"Active": active}, [], signature="sa{sv}as")
+            self.system.connection.send_message(signal)
+
+        with Listening(JV, env={**os.environ, "XDG_SESSION_ID": "c1"}) as listening:
+            self.join(listening, "c1")
+            listeners = self.system.names_of(listening.process.pid)
+            self.assertTrue(listeners)
+            for listener in listeners:
+                for active in (False, True, False, True):
+                    forge(listener, active)
+            self.activate("c1", False)
+            self.activate("c1", True)
+            self.assertEqual(listening.next(), ACTIVE)
+            self.assertEqual(listening.waiting(), [])
+            self.activate("c1", False)
+            for listener in listeners:
+                forge(listener, True)
+            self.activate("c1", True)
+            self.assertEqual(listening.next(), ACTIVE)
+            self.assertEqual(listening.waiting(), [])
 
     def test_services_and_buses_that_come_later_and_go_are_joined_again(self):
         self.system.stop()

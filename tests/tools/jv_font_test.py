@@ -94,13 +94,41 @@ class Font(unittest.TestCase):
             ("no such variant", ["font", "DejaVu Sans", "12", "--variant", "heavy"], 2),
             ("nowhere to write", ["font", "DejaVu Sans", "12", "--specimen", "/no/such/folder/F.png"], 3),
             ("too large to draw", ["font", "DejaVu Sans", "1e6", "--specimen", "/dev/null"], 3),
+            ("too large a size", ["font", "DejaVu Sans", "1e7"], 2),
             ("no width", ["text-size", "text"], 2),
+            ("an empty width", ["text-size", "--width", "", "text"], 2),
+            ("a width that JSON lacks", ["text-size", "--width", "inf", "--json", "text"], 2),
+            ("an empty size", ["text-size", "--width", "9", "--size", "", "text"], 2),
+            ("too large a size", ["text-size", "--width", "9", "--size", "1e308", "text"], 2),
+            *[("spacing", ["text-size", "--width", "9", "--paragraph-spacing=" + spacing, "text"], 2)
+              for spacing in ("-1", "nan", "inf", "")],
             ("a font that is none", ["text-size", "--width", "9", "--font", "No Such Font", "text"], 1),
         ]:
             with self.subTest(why):
                 result = jv(*arguments)
                 self.assertEqual(result.returncode, status)
                 self.assertNotEqual(result.stderr, b"")
+
+    def test_output_that_nobody_takes(self):
+        for arguments in ["font", "DejaVu Sans", "12"], ["text-size", "--width", "9", "text"]:
+            with self.subTest(arguments), open("/dev/full", "wb") as full:
+                result = subprocess.run([JV, *arguments], stdout=full, stderr=subprocess.PIPE, env=environment,
+                                        timeout=BOUND, check=False)
+                self.assertEqual(result.returncode, 3)
+                self.assertIn(b"No space", result.stderr)
+
+    def test_a_font_cannot_upset_the_terminal(self):
+        plain, odd = "Liberation Mono", "Liberation M\x1bno"
+        file = pathlib.Path(with_fonts.FOLDERS[1], "LiberationMono-Regular.ttf").read_bytes()
+        for encoding in "utf-16-be", "ascii":
+            file = file.replace(plain.encode(encoding), odd.encode(encoding))
+        with tempfile.TemporaryDirectory() as folder:
+            none = {**os.environ, **with_fonts.environment(folder, ())}
+            pathlib.Path(none["JV_TEST_FONTS"], "odd.ttf").write_bytes(file)
+            result = jv("font", odd, "12", env=none)
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
+        self.assertIn(b"Liberation M\\033no", result.stdout)
+        self.assertNotIn(b"\x1b", result.stdout)
 
     def test_specimen(self):
         file = os.path.join(private.name, "specimen.png")
@@ -126,8 +154,8 @@ class Font(unittest.TestCase):
             self.assertEqual(font.returncode, 3)
             self.assertIn(b"fonts cannot be looked up", font.stderr)
             size = jv("text-size", "--width", "100", "text", env=alone)
-            self.assertEqual((size.returncode, size.stdout), (3, b"100 x 0.0000\n"))
-            self.assertIn(b"nothing can be laid out", size.stderr)
+            self.assertEqual((size.returncode, size.stdout), (3, b""))
+            self.assertIn(b"fonts cannot be looked up", size.stderr)
 
 
 class TextSize(unittest.TestCase):
@@ -154,10 +182,12 @@ class TextSize(unittest.TestCase):
     def test_no_fonts(self):
         with tempfile.TemporaryDirectory() as folder:
             none = {**os.environ, **with_fonts.environment(folder, ())}
-            self.assertEqual(jv("font", "DejaVu Sans", "12", env=none).returncode, 1)
-            size = jv("text-size", "--width", "100", "text", env=none)
-            self.assertEqual((size.returncode, size.stdout), (3, b"100 x 0.0000\n"))
-            self.assertIn(b"nothing can be laid out", size.stderr)
+            for arguments in (["font", "DejaVu Sans", "12"], ["text-size", "--width", "100", "text"],
+                              ["text-size", "--width", "100", "--font", "DejaVu Sans", "text"]):
+                with self.subTest(arguments):
+                    result = jv(*arguments, env=none)
+                    self.assertEqual((result.returncode, result.stdout), (3, b""))
+                    self.assertIn(b"there are no fonts", result.stderr)
 
 
 if with_fonts.missing():

@@ -36,7 +36,7 @@ class Info(unittest.TestCase):
         self.assertEqual(facts["idle seconds"], {"fact": "idle seconds", "value": None, "origin": None})
         self.assertRegex(facts["system version"]["value"], r"^[0-9]+\.[0-9]+\.[0-9]+$")
         self.assertEqual(facts["at least 11.0.0"]["value"], int(facts["system version"]["value"].split(".")[0]) >= 11)
-        self.assertTrue(facts["system"]["value"].startswith("macOS "))
+        self.assertTrue(facts["system description"]["value"].startswith(f"macOS {facts['system']['value']} "))
 
     def test_usage(self):
         self.assertEqual(info("--no-such-option").returncode, 2)

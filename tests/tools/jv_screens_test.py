@@ -102,10 +102,10 @@ class Screens(unittest.TestCase):
         self.assertIn(" 1280x1024 ", lines[len(lines) // 2])
 
     def test_no_display(self):
-        result = subprocess.run([JV, "screens", "--at", "1,1"], env={}, capture_output=True, text=True, timeout=BOUND,
+        result = subprocess.run([JV, "screens", "--at", "1,1"], env={"DISPLAY": ":no\x1b"}, capture_output=True, text=True, timeout=BOUND,
                                 check=False)
         self.assertEqual((result.returncode, result.stdout), (1, ""))
-        self.assertIn("no display", result.stderr)
+        self.assertIn("no display; WAYLAND_DISPLAY is not set; DISPLAY is $':no\\033'\n", result.stderr)
 
     def test_usage(self):
         for at in "", "1", "1,", ",1", "1,2,3", "1;2", "a,b", "nan,1", "1,inf", "0x10,1", "1 ,2", "1e999,0":

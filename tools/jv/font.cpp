@@ -2,8 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <array>
-#include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -14,10 +14,11 @@
 #include <vector>
 
 #include <JorvaneFoundation/fonts/NSFont.h>
-#include <JorvaneFoundation/platform/Modules.h>
 #include <JorvaneFoundation/platform/TextLayout.h>
 
 #include "commands.h"
+#include "fonts.h"
+#include "output.h"
 #include "text_forms.h"
 
 namespace {
@@ -52,16 +53,15 @@ NSFont::Pointer fontOf(const Options& options) {
 
 /// Says why there is no font, and gives the exit status.
 int complain(const Options& options) {
-  for (const JVPlatform::ModuleState& module : JVPlatform::modules()) {
-    if (module.problem.empty()) continue;
-    std::cerr << "jv font: fonts cannot be looked up: " << module.problem << '\n';
+  if (const auto why = jv::whyThereAreNoFonts()) {
+    std::cerr << "jv font: " << *why << '\n';
     return jv::kFailed;
   }
   std::cerr << "jv font: no font has the name " << jv::printableName(options.name) << '\n';
   return jv::kNothing;
 }
 
-void showJson(const NSFont& font) {
+std::string jsonOf(const NSFont& font) {
   nlohmann::ordered_json line;
   line["name"] = font.fontName();
   line["family"] = font.familyName();
@@ -77,14 +77,22 @@ void showJson(const NSFont& font) {
     line["variants"][variant.key] = other ? nlohmann::ordered_json(other->fontName()) : nullptr;
   }
   line["file"] = font.platformFont().face->file;
-  std::cout << line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+  return line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
 }
 
-void show(const NSFont& font) {
-  const auto text = [](const char* label, std::string_view value) {
-    std::printf("%-12s %.*s\n", label, static_cast<int>(value.size()), value.data());
+std::string textOf(const NSFont& font) {
+  constexpr std::size_t kColumn = 13;
+  std::string lines;
+  const auto text = [&lines](std::string label, std::string_view value) {
+    label.resize(kColumn, ' ');
+    lines += label + jv::printableName(value) + '\n';  // a font file says what it likes
   };
-  const auto number = [](const char* label, double value) { std::printf("%-12s %9.4f\n", label, value); };
+  const auto number = [&lines](std::string label, double value) {
+    label.resize(kColumn, ' ');
+    std::array<char, 64> digits;
+    std::snprintf(digits.data(), digits.size(), "%9.4f\n", value);
+    lines += label + digits.data();
+  };
   text("name", font.fontName());
   text("family", font.familyName());
   text("shown as", font.displayName());
@@ -98,7 +106,8 @@ void show(const NSFont& font) {
     const NSFont::Pointer other = (font.*variant.of)();
     text(variant.option, other ? other->fontName() : "none");
   }
-  text("file", jv::printableName(font.platformFont().face->file));
+  text("file", font.platformFont().face->file);
+  return lines;
 }
 
 /// The font at other sizes and in its other styles, as a PNG file; none when it cannot be drawn.
@@ -147,8 +156,11 @@ int run(const Options& options) {
   const NSFont::Pointer font = fontOf(options);
   if (!font) return complain(options);
   const int status = options.specimen.empty() ? jv::kDone : writeSpecimen(*font, options.specimen);
-  options.json ? showJson(*font) : show(*font);
-  return std::cout.flush() && std::fflush(stdout) == 0 ? status : jv::kFailed;
+  jv::Output output;
+  output.write(options.json ? jsonOf(*font) : textOf(*font));
+  if (output.flush()) return status;
+  std::cerr << "jv font: standard output: " << std::strerror(output.error()) << '\n';
+  return jv::kFailed;
 }
 
 constexpr const char* kFooter = R"(NAME is a PostScript name (DejaVuSans-Bold), a full name (DejaVu Sans Bold) or a
@@ -170,9 +182,7 @@ void jv::addFontCommand(CLI::App& app, int& status) {
   command->add_option("--specimen", options->specimen, "Write a picture of the font to a PNG file")->option_text("F");
   command->add_flag("--json", options->json, "One line of JSON");
   command->callback([options, &status] {
-    if (!std::isfinite(options->size) || options->size <= 0) {
-      throw CLI::ValidationError("SIZE", "a size is a number of points above 0");
-    }
+    jv::checkFontSize("SIZE", options->size);
     status = run(*options);
   });
 }

@@ -35,7 +35,7 @@ Json optionalText(const std::optional<std::string>& text) { return text ? Json(*
 
 std::string interfaceName() {
   std::string name;
-  static_cast<void>(JVUtilities::ipAddress(&name));
+  JVUtilities::ipAddress(&name);
   return name;
 }
 
@@ -64,7 +64,9 @@ std::function<std::string()> from(Fact fact) {
 const std::vector<Row>& rows() {
   // clang-format off
   static const std::vector<Row> all{
-      {"system", [] { return JVFoundation::NSProcessInfo::processInfo().operatingSystemVersionDescription(); },
+      {"system", [] { return JVFoundation::NSProcessInfo::processInfo().operatingSystemVersionString(); },
+       from(Fact::systemText)},
+      {"system description", [] { return JVFoundation::NSProcessInfo::processInfo().operatingSystemVersionDescription(); },
        from(Fact::systemText)},
       {"system version", [] { return JVUtilities::stringFromOperatingSystemVersion(
            JVPlatform::processInformation()->operatingSystemVersion()); }, from(Fact::systemVersion)},
@@ -123,6 +125,7 @@ int info(bool json) {
 
 constexpr const char* kFooter =
     R"(Prints a fact a line, and in parentheses where it comes from. Facts that nobody could tell have fixed values.
+The first word of the system description is the same on every system.
 
 Other programs that are asked get a tenth of a second each.)";
 

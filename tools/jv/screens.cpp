@@ -10,6 +10,7 @@
 #include <clocale>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -142,7 +143,12 @@ std::string drawn(const ScreenList& screens, std::optional<NSPoint> point) {
 }
 
 int complainOfNone() {
-  std::fputs("jv screens: no display; WAYLAND_DISPLAY or DISPLAY names the window system\n", stderr);
+  std::string line = "jv screens: no display";
+  for (const char* const variable : {"WAYLAND_DISPLAY", "DISPLAY"}) {
+    const char* const value = std::getenv(variable);
+    line += std::string("; ") + variable + (value && *value ? " is " + printableName(value) : " is not set");
+  }
+  std::fprintf(stderr, "%s\n", line.c_str());
   for (const JVPlatform::ModuleState& module : JVPlatform::modules()) {
     if (!module.problem.empty()) std::fprintf(stderr, "jv screens: %s\n", module.problem.c_str());
   }

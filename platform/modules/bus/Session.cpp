@@ -3,6 +3,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -37,6 +38,13 @@ std::string socketFolder() {
   if (!address.starts_with(kKind)) return {};
   const std::string_view path = address.substr(kKind.size(), address.find_first_of(",;") - kKind.size());
   return std::string(path.substr(0, path.rfind('/')));
+}
+
+/// Whether @p message comes from @p sender. Signals have to be asked: anybody may send one to this connection alone,
+/// and the library takes it for the service's that was subscribed to by its well-known name.
+bool comesFrom(sd_bus_message* message, std::string_view sender) {
+  const char* const own = sd_bus_message_get_sender(message);
+  return own && own == sender;
 }
 
 const char* pathIn(sd_bus_message& answer) {
@@ -87,13 +95,26 @@ void SessionWatch::perform() {
 // ---------------------------------------------------------------------------------------------------------------------
 // The bus
 
+/// Watches the folder of the socket, or what there is of the way to it.
 void SessionWatch::watchFolder() {
-  const std::string folder = socketFolder();
-  sd_event_source* source = nullptr;
-  if (!folder.empty() && sd_event_add_inotify(event_.get(), &source, folder.c_str(),
-                                              IN_CREATE | IN_MOVED_TO | IN_ONLYDIR, onFolder, this) >= 0) {
-    folder_.reset(source);
+  constexpr std::uint32_t kEvents = IN_CREATE | IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+  std::string folder = socketFolder();
+  std::string below;  // the next folder on the way, which is not there
+  while (!folder.empty()) {
+    sd_event_source* source = nullptr;
+    const int status = sd_event_add_inotify(event_.get(), &source, folder.c_str(), kEvents, onFolder, this);
+    if (status >= 0) {
+      folder_.reset(source);
+      if (below.empty() || access(below.c_str(), F_OK) != 0) return;
+      folder = socketFolder();  // it came meanwhile
+      below.clear();
+    } else {
+      if (status != -ENOENT || folder == "/") break;
+      below = folder;
+      folder.erase(std::max<std::size_t>(folder.rfind('/'), 1));
+    }
   }
+  folder_.reset();
 }
 
 int SessionWatch::connect() {
@@ -127,6 +148,7 @@ void SessionWatch::disconnect() {
   for (SdSlot* const slot : {&question_, &properties_, &newSession_, &managerOwner_, &disconnected_}) slot->reset();
   if (bus_) sd_bus_detach_event(bus_.get());
   bus_.reset();
+  manager_.clear();
 }
 
 void SessionWatch::joinSoon() {
@@ -150,6 +172,7 @@ int SessionWatch::onJoinTime(sd_event_source*, std::uint64_t, void* self) noexce
 
 int SessionWatch::onFolder(sd_event_source*, const inotify_event*, void* self) noexcept {
   auto& watch = *static_cast<SessionWatch*>(self);
+  watch.watchFolder();  // it may have come, or gone
   if (watch.bus_ && sd_bus_is_open(watch.bus_.get()) > 0) return 0;
   watch.tries_ = 0;
   watch.join();
@@ -166,24 +189,33 @@ int SessionWatch::onManagerOwner(sd_bus_message* message, void* self, sd_bus_err
   const char* name = nullptr;
   const char* before = nullptr;
   const char* now = nullptr;
-  const bool came = sd_bus_message_read(message, "sss", &name, &before, &now) > 0 && *now != '\0';
-  if (came) static_cast<SessionWatch*>(self)->findSession();
+  if (!comesFrom(message, "org.freedesktop.DBus") || sd_bus_message_read(message, "sss", &name, &before, &now) <= 0) {
+    return 0;
+  }
+  auto& watch = *static_cast<SessionWatch*>(self);
+  watch.manager_ = now;
+  if (!watch.manager_.empty()) watch.findSession();
   return 0;
 }
 
 // A service of the user's may run before and between sessions.
-int SessionWatch::onNewSession(sd_bus_message*, void* self, sd_bus_error*) noexcept {
-  static_cast<SessionWatch*>(self)->findSession();
+int SessionWatch::onNewSession(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
+  auto& watch = *static_cast<SessionWatch*>(self);
+  if (comesFrom(message, watch.manager_)) watch.findSession();
   return 0;
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Questions, one at a time
 
+/// The bus lets nobody but the one who was asked answer, itself aside. What the manager signals before its first answer
+/// needs no look: it answers with what is so afterwards.
 template <SessionWatch::Step step>
-int SessionWatch::onMessage(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
+int SessionWatch::onAnswer(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
   auto& watch = *static_cast<SessionWatch*>(self);
   watch.tries_ = 0;  // the bus is there
+  const char* const sender = sd_bus_message_get_sender(message);
+  if (sender && *sender == ':') watch.manager_ = sender;
   (watch.*step)(*message);
   return 0;
 }
@@ -193,7 +225,7 @@ void SessionWatch::ask(SdMessage call) {
   if (!call) return;
   sd_bus_message_set_auto_start(call.get(), 0);  // a session manager that has to be started first has no session
   sd_bus_slot* slot = nullptr;
-  if (sd_bus_call_async(bus_.get(), &slot, call.get(), onMessage<step>, this, 0) >= 0) question_.reset(slot);
+  if (sd_bus_call_async(bus_.get(), &slot, call.get(), onAnswer<step>, this, 0) >= 0) question_.reset(slot);
 }
 
 template <SessionWatch::Step step>
@@ -276,7 +308,7 @@ void SessionWatch::follow(const char* session) {
   session_ = session;
   sd_bus_slot* slot = nullptr;
   if (sd_bus_match_signal_async(bus_.get(), &slot, login::kService, session_.c_str(), "org.freedesktop.DBus.Properties",
-                                "PropertiesChanged", onMessage<&SessionWatch::takeChanges>, nullptr, this) < 0) {
+                                "PropertiesChanged", onChanges, nullptr, this) < 0) {
     return;
   }
   properties_.reset(slot);
@@ -286,6 +318,12 @@ void SessionWatch::follow(const char* session) {
 void SessionWatch::takeActive(sd_bus_message& answer) {
   int active = 0;
   if (enterProperty(answer, "b") && sd_bus_message_read(&answer, "b", &active) > 0) learn(active != 0, false);
+}
+
+int SessionWatch::onChanges(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
+  auto& watch = *static_cast<SessionWatch*>(self);
+  if (comesFrom(message, watch.manager_)) watch.takeChanges(*message);
+  return 0;
 }
 
 void SessionWatch::takeChanges(sd_bus_message& signal) {

@@ -19,7 +19,8 @@ std::shared_ptr<JVPlatform::RunLoopSource> watchSession(std::function<void(bool 
 
 /// One connection to the system bus. Which session is the own one is asked once the session manager is there, when it
 /// comes back, and when a session begins; what was known last stays meanwhile. A bus that goes is joined again: at
-/// once, a few times more in the seconds after, and whenever something appears in the folder of its socket.
+/// once, a few times more in the seconds after, and whenever something appears in the folder of its socket, or on the
+/// way to that when it is not there.
 class SessionWatch final : public JVPlatform::RunLoopSource {
  public:
   /// @throws std::system_error when the system has no descriptors for it.
@@ -54,7 +55,7 @@ class SessionWatch final : public JVPlatform::RunLoopSource {
   void learn(bool active, bool announced);
 
   template <Step step>
-  static int onMessage(sd_bus_message* message, void* self, sd_bus_error*) noexcept;
+  static int onAnswer(sd_bus_message* message, void* self, sd_bus_error*) noexcept;
   template <Step step>
   void ask(SdMessage call);
   template <Step step>
@@ -66,10 +67,12 @@ class SessionWatch final : public JVPlatform::RunLoopSource {
   static int onDisconnected(sd_bus_message*, void* self, sd_bus_error*) noexcept;
   static int onManagerOwner(sd_bus_message*, void* self, sd_bus_error*) noexcept;
   static int onNewSession(sd_bus_message*, void* self, sd_bus_error*) noexcept;
+  static int onChanges(sd_bus_message*, void* self, sd_bus_error*) noexcept;
 
   std::function<void(bool active)> changed_;
   std::vector<bool> untold_;  // gathered while the library's code runs, told when it has returned
   std::optional<bool> active_;
+  std::string manager_;  // the session manager's unique name, whose signals count; empty when it is unknown
   std::string session_;  // path of the own session
   std::string candidate_;
   int tries_ = 0;

@@ -73,10 +73,17 @@ void forEachLine(std::string_view text, Set set, Space space) {
   }
 }
 
+/// The size to set a text of @p size points at so that Pango's units can hold it and its lines of @p width points. What
+/// comes out is multiplied then.
+double settableSize(double size, double width) {
+  const double largest = size * (ThreadLayout::kLargestWidth / width);
+  return std::clamp(size, 1.0, std::clamp(largest, 1.0, ThreadLayout::kLargestSize));
+}
+
 /// The size in points.
 NSSize measure(ThreadLayout& layout, std::string_view text, const TextStyle& style, double width) {
-  // A text of any size is set at one that Pango's units can hold, and what comes out is multiplied.
-  const double factor = sizeOf(style) / std::clamp(sizeOf(style), 1.0, ThreadLayout::kLargestSize);
+  const double size = sizeOf(style);
+  const double factor = size / settableSize(size, std::isfinite(width) ? width : 0);
   const ThreadLayout::Setting setting = settingOf(style, width, factor);
   layout.begin(setting);
   Room room(leadingOf(setting));
@@ -107,12 +114,12 @@ class Sheet {
     const ThreadLayout::Setting setting = settingOf(styled.style, width, 1 / scale);
     layout.begin(setting);
     const double leading = leadingOf(setting);
-    const auto visit = [&](PangoLayoutLine* line, const PangoRectangle& extents, bool) {
+    const auto visit = [&](PangoLayoutLine* line, const PangoRectangle& extents, bool whole) {
       const double left = margin_ + spaceBefore(*line, extents, setting) - inPoints(extents.x);
       const double baseline = top_ - inPoints(extents.y);
       pango_ft2_render_layout_line(&bitmap_, line, static_cast<int>(std::lround(left)),
                                    static_cast<int>(std::lround(baseline)));
-      top_ += inPoints(extents.height) + leading;
+      if (whole) top_ += inPoints(extents.height) + leading;
     };
     forEachLine(
         styled.text, [&](std::string_view line) { layout.setLine(line, visit); },

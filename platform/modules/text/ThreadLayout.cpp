@@ -65,14 +65,38 @@ PangoAlignment alignmentOf(NSTextAlignment alignment) {
 
 bool breaks(const ThreadLayout::Setting& setting) { return std::isfinite(setting.width); }
 
+/// What is set at once where no line breaks. What marks on one letter cost grows with the square of their number.
+constexpr std::size_t kUnbroken = std::size_t{4} << 10;
+
+/// How many bytes of a font of @p size surely find room in @p width: no byte is wider than a tab's.
+std::size_t bytesIn(double width, double size) {
+  constexpr double kWidest = 8;  // times the size
+  return static_cast<std::size_t>(std::max(width / (kWidest * size), 4.0));
+}
+
+constexpr double kWidestPiece = 2'000'000;  // in Pango's units an integer, just
+
 /// How many bytes are set at a time. Pango looks at the whole rest of a paragraph for each line of it that breaks
 /// within a word; so what a long paragraph costs would grow with the square of its length.
 std::size_t pieceSizeFor(const ThreadLayout::Setting& setting) {
-  constexpr std::size_t kUnbroken = std::size_t{64} << 10;
-  if (!breaks(setting)) return kUnbroken;
-  constexpr double kMostWork = 1 << 15;  // bytes times lines
-  const double bytesInLine = std::max(2 * setting.width / setting.size, 1.0);
-  return static_cast<std::size_t>(std::clamp(std::sqrt(kMostWork * bytesInLine), 128.0, double{kUnbroken}));
+  std::size_t size = kUnbroken;
+  if (breaks(setting)) {
+    constexpr double kMostWork = 1 << 15;  // bytes times lines
+    const double bytesInLine = std::max(2 * setting.width / setting.size, 1.0);
+    size = static_cast<std::size_t>(std::clamp(std::sqrt(kMostWork * bytesInLine), 128.0, double{kUnbroken}));
+  }
+  return std::min(size, bytesIn(kWidestPiece, setting.size));
+}
+
+/// How many are set instead where @p size were not even one line.
+std::size_t grown(std::size_t size, const ThreadLayout::Setting& setting) {
+  return size + std::min(size, bytesIn(kWidestPiece - ThreadLayout::kLargestWidth, setting.size));
+}
+
+/// Whether @p bytes that have the extents @p extents are hardly anything but marks on a letter or two.
+bool isPile(const PangoRectangle& extents, std::size_t bytes, double size) {
+  constexpr double kNarrowest = 1.0 / 32;  // of the size, for a byte of a script that is written
+  return bytes >= kUnbroken / 2 && extents.width < kNarrowest * size * PANGO_SCALE * static_cast<double>(bytes);
 }
 
 /// Whether all glyphs of @p run that stand for missing ones are as wide as they ought to be.
@@ -173,25 +197,30 @@ void ThreadLayout::setLine(std::string_view text, const Visitor& visit) {
     const std::string_view piece = beginningOf(text, size);
     const bool last = piece.size() == text.size();
     GSList* lines = linesOf(piece, direction);
-    if (breaking && !last && !lines->next) {
-      size *= 2;  // not even one line
-      continue;
+    const bool broken = lines->next;
+    PangoRectangle extents;
+    if (breaking && !last && !broken) {
+      pango_layout_line_get_extents(static_cast<PangoLayoutLine*>(lines->data), nullptr, &extents);
+      if (!isPile(extents, piece.size(), setting_.size)) {
+        size = grown(size, setting_);
+        continue;
+      }
     }
     // All pieces run in the direction of the first.
     direction = static_cast<PangoDirection>(static_cast<PangoLayoutLine*>(lines->data)->resolved_dir);
     std::size_t used = piece.size();
     for (; lines; lines = lines->next) {
       auto* const line = static_cast<PangoLayoutLine*>(lines->data);
-      if (breaking && !last && !lines->next) {
+      if (broken && !last && !lines->next) {
         used = static_cast<std::size_t>(line->start_index);  // it may go on in the next piece
         break;
       }
-      PangoRectangle extents;
       pango_layout_line_get_extents(line, nullptr, &extents);
-      visit(line, extents, breaking || last);
+      visit(line, extents, broken || last);
     }
     if (last) break;
     text.remove_prefix(used);
+    size = pieceSizeFor(setting_);
   }
   pango_layout_set_text(layout_.get(), "", 0);  // nothing of the text is kept
 }

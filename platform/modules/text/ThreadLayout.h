@@ -38,13 +38,14 @@ class ThreadLayout {
     double width = 0;  ///< infinite: lines break nowhere
     JVPlatform::NSTextAlignment alignment = JVPlatform::NSTextAlignment::natural;
   };
-  static constexpr double kLargestSize = 256;  ///< so that a piece of a text has room in a line
-  static constexpr double kLargestWidth = 2'000'000;
+  static constexpr double kLargestSize = 256;
+  static constexpr double kLargestWidth = 500'000;
 
   void begin(const Setting& setting);
 
   /// Is shown each line, the first one first: the line, its extents around its origin, and whether it is whole: a line
-  /// that breaks nowhere comes in pieces when it is very long, all but the last of which are not.
+  /// that breaks nowhere, or can break nowhere, comes in pieces when it is very long, all but the last of which are
+  /// not.
   using Visitor = std::function<void(PangoLayoutLine* line, const PangoRectangle& extents, bool whole)>;
 
   /// Sets @p text, valid UTF-8 without line ends, in lines.
