@@ -5,7 +5,8 @@
 //
 // Trees are made in FOLDER (the folder for temporary files; tmpfs is best) with 10 folders in a folder and 3 files in
 // each. Rounds take turns; a row is the best and the median of them. --burst writes 200,000 files into new folders and
-// counts what was not told of. --cold drops the system's caches before each round, as root alone can.
+// counts what was not told of, once with a watch for each folder and, where that is allowed, once with a watch of the
+// whole file system. --cold drops the system's caches before each round, as root alone can.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -32,6 +33,7 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <spawn.h>
+#include <sys/fanotify.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -41,6 +43,7 @@
 #include <JorvaneFoundation/fileevents/JVFileEventer.h>
 
 #include "platform/linux/event_stream/Batch.h"
+#include "platform/linux/event_stream/factory.h"
 
 namespace {
 
@@ -87,6 +90,21 @@ class Tree {
  private:
   std::string path_;
 };
+
+/// How large a tree has to be for its file system to be watched.
+constexpr std::size_t kNeverLarge = ~std::size_t{0};
+void callLarge(std::size_t folders) { JVPlatform::installEventStream(jv::watching::makeEventStream(folders)); }
+
+/// The least that watches a file system. None without the right to it.
+std::optional<double> timeOfMark(const std::string& folder) {
+  const auto begin = Clock::now();
+  const int instance = fanotify_init(FAN_REPORT_DFID_NAME | FAN_UNLIMITED_QUEUE | FAN_CLOEXEC, 0);
+  const int marked = fanotify_mark(instance, FAN_MARK_ADD | FAN_MARK_FILESYSTEM, FAN_CREATE | FAN_DELETE | FAN_MODIFY,
+                                   AT_FDCWD, folder.c_str());
+  const double taken = millisecondsSince(begin);
+  if (instance >= 0) close(instance);
+  return marked == 0 ? std::optional(taken) : std::nullopt;
+}
 
 /// The least that watches a tree: each thread takes a folder, watches it, reads it, and offers the folders in it.
 class Floor {
@@ -279,6 +297,16 @@ struct Row {
 void measureSetUp(const Options& options, std::size_t folders) {
   const Tree tree(options.in, folders);
   std::vector<double> teardowns;
+  const auto timeOfWatcher = [&]() -> std::optional<double> {
+    const auto begin = Clock::now();
+    auto watcher = std::make_unique<JVFileEventer>(std::make_shared<Recorder>(), std::vector{tree.path()}, false);
+    const double taken = millisecondsSince(begin);
+    if (const auto problem = watcher->problem()) std::printf("  %s\n", problem->c_str());
+    const auto end = Clock::now();
+    watcher = nullptr;
+    teardowns.push_back(millisecondsSince(end));
+    return taken;
+  };
   Row rows[] = {
       {"bare walk",
        [&]() -> std::optional<double> {
@@ -290,15 +318,15 @@ void measureSetUp(const Options& options, std::size_t folders) {
          return taken;
        }},
       {"JVFileEventer",
-       [&]() -> std::optional<double> {
-         const auto begin = Clock::now();
-         auto watcher = std::make_unique<JVFileEventer>(std::make_shared<Recorder>(), std::vector{tree.path()}, false);
-         const double taken = millisecondsSince(begin);
-         if (const auto problem = watcher->problem()) std::printf("  %s\n", problem->c_str());
-         const auto end = Clock::now();
-         watcher = nullptr;
-         teardowns.push_back(millisecondsSince(end));
-         return taken;
+       [&] {
+         callLarge(kNeverLarge);
+         return timeOfWatcher();
+       }},
+      {"bare mark", [&] { return timeOfMark(tree.path()); }},
+      {"as root",  // with the right to watch file systems, which it does for large trees
+       [&] {
+         callLarge(jv::watching::kLargeTree);
+         return timeOfMark(tree.path()) ? timeOfWatcher() : std::nullopt;
        }},
       {"inotifywait",
        [&] {
@@ -307,7 +335,7 @@ void measureSetUp(const Options& options, std::size_t folders) {
       {"watchman", [&] { return timeOfWatchman(tree.path()); }},
   };
   for (int round = 0; round < options.rounds; ++round) {
-    for (Row& row : std::span(rows).first(options.peers ? std::size(rows) : 2)) {
+    for (Row& row : std::span(rows).first(options.peers ? std::size(rows) : 4)) {
       if (options.cold) dropCaches();
       if (const auto taken = row.run()) row.times.push_back(*taken);
       malloc_trim(0);
@@ -315,7 +343,7 @@ void measureSetUp(const Options& options, std::size_t folders) {
       std::this_thread::sleep_for(std::chrono::microseconds(folders * 3));
     }
   }
-  std::printf("\nset-up of %zu folders, us a folder%s\n", folders, options.cold ? ", cold caches" : "");
+  std::printf("\nset-up of %zu folders, us a folder and ms in all%s\n", folders, options.cold ? ", cold caches" : "");
   for (Row& row : rows) std::ranges::sort(row.times);
   for (const Row& row : rows) {
     if (row.times.empty()) {
@@ -324,9 +352,9 @@ void measureSetUp(const Options& options, std::size_t folders) {
     }
     const double best = row.times.front();
     const double median = row.times[row.times.size() / 2];
-    std::printf("  %-16s best %7.2f  %6.2f x   median %7.2f  %6.2f x\n", row.name,
-                best * 1e3 / static_cast<double>(folders), best / rows[0].times.front(),
-                median * 1e3 / static_cast<double>(folders), median / rows[0].times[rows[0].times.size() / 2]);
+    const double each = 1e3 / static_cast<double>(folders);
+    std::printf("  %-16s best %7.2f  %9.2f ms %7.3f x   median %7.2f  %9.2f ms %7.3f x\n", row.name, best * each, best,
+                best / rows[0].times.front(), median * each, median, median / rows[0].times[rows[0].times.size() / 2]);
   }
   std::ranges::sort(teardowns);
   std::printf("  teardown: median %.3f ms, worst %.3f ms\n", teardowns[teardowns.size() / 2], teardowns.back());
@@ -337,6 +365,7 @@ void measureSetUp(const Options& options, std::size_t folders) {
 }
 
 void measureMemory(const std::string& tree, double folders) {
+  callLarge(kNeverLarge);
   const long before = residentBytes();
   const JVFileEventer watcher(std::make_shared<Recorder>(), {tree}, false);
   malloc_trim(0);
@@ -485,5 +514,9 @@ int main(int argc, char** argv) {
   for (const std::size_t size : options.sizes) measureSetUp(options, size);
   measureLatency(options, isShort ? 10 : 100);
   measureBatch();
-  if (options.burst || isShort) measureBurst(options, isShort ? 100 : 2000);
+  if (!options.burst && !isShort) return 0;
+  for (const std::size_t large : {kNeverLarge, std::size_t{0}}) {
+    callLarge(large);
+    measureBurst(options, isShort ? 100 : 2000);
+  }
 }
