@@ -222,6 +222,14 @@ class Group : public std::enable_shared_from_this<Group> {
     std::vector<WideTarget> targets;
   };
   struct WideReading;
+  /// An event of a folder that has gone.
+  struct Orphan {
+    std::string event;
+    int readsLeft = 64;
+    [[nodiscard]] const fanotify_event_metadata& metadata() const {
+      return *reinterpret_cast<const fanotify_event_metadata*>(event.data());
+    }
+  };
 
   bool readWide();
   void openBases(WideReading& reading) const;
@@ -248,7 +256,7 @@ class Group : public std::enable_shared_from_this<Group> {
   Moment lastDrained_;      // all events before it have been read
   Moment drainedBefore_;    // the same when the round began
   std::map<FolderId, Wide> wide_;
-  std::vector<std::string> orphans_;  // events of folders that have gone
+  std::vector<Orphan> orphans_;
   std::vector<Survey> surveys_;
   Clock::time_point surveyAt_;
   std::unique_ptr<Walk> own_;  // the scan that this thread does itself

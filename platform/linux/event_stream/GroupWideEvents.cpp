@@ -39,25 +39,29 @@ bool Group::readWide() {
   if (size == 0) return false;
   Turns turns(mutex_);
   turns.next();
-  const std::vector<std::string> orphans = std::exchange(orphans_, {});
+  std::vector<Orphan> orphans = std::exchange(orphans_, {});
   WideReading reading;
   openBases(reading);
-  forEachWideEvent(events_->data(), size, [&](const fanotify_event_metadata& metadata) {
+  const auto noteGrave = [&](const fanotify_event_metadata& metadata) {
     const WideEvent event = wideEventOf(metadata);
     const bool isGrave = (event.mask & FAN_DELETE) && (event.mask & FAN_ONDIR) && !event.object.empty();
     if (isGrave) reading.graves[event.object] = {event.folder, event.name};
-  });
-  for (const std::string& orphan : orphans) {
+  };
+  for (const Orphan& orphan : orphans) noteGrave(orphan.metadata());
+  forEachWideEvent(events_->data(), size, noteGrave);
+  for (Orphan& orphan : orphans) {
     turns.next();
-    handleWide(wideEventOf(*reinterpret_cast<const fanotify_event_metadata*>(orphan.data())), reading);
+    if (!handleWide(wideEventOf(orphan.metadata()), reading) && --orphan.readsLeft > 0) {
+      orphans_.push_back({orphan.event, orphan.readsLeft});
+    }
   }
   forEachWideEvent(events_->data(), size, [&](const fanotify_event_metadata& metadata) {
     turns.next();
     const WideEvent event = wideEventOf(metadata);
     if (event.mask & FAN_Q_OVERFLOW) return overflowedWide();
     if (event.folder.empty() || handleWide(event, reading)) return;
-    // Its folder has just been deleted. What says where that was may be in the next read.
-    orphans_.emplace_back(reinterpret_cast<const char*>(&metadata), metadata.event_len);
+    // Its folder has just been deleted. What says where that was, and the one that it was in, is still to be read.
+    orphans_.push_back({std::string(reinterpret_cast<const char*>(&metadata), metadata.event_len)});
   });
   return !Fanotify::leftNothing(size);
 }
