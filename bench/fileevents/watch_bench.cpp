@@ -4,8 +4,9 @@
 //   bench_fileevents [--short] [--in FOLDER] [--sizes N,N,…] [--rounds N] [--no-peers] [--burst] [--cold]
 //
 // Trees are made in FOLDER (the folder for temporary files; tmpfs is best) with 10 folders in a folder and 3 files in
-// each. --burst writes 200,000 files into new folders and
-// counts what was not told of. --cold drops the system's caches before each round, as root alone can.
+// each. --burst writes 200,000 files into new folders and counts what was not told of, once with a watch for each
+// folder and, where that is allowed, once with a watch of the whole file system. --cold drops the system's caches
+// before each round, as root alone can.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -32,6 +33,7 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <spawn.h>
+#include <sys/fanotify.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -41,6 +43,7 @@
 #include <JorvaneFoundation/fileevents/JVFileEventer.h>
 
 #include "platform/linux/event_stream/Batch.h"
+#include "platform/linux/event_stream/factory.h"
 #include "support/report.h"
 
 namespace {
@@ -89,6 +92,21 @@ class Tree {
  private:
   std::string path_;
 };
+
+/// How large a tree has to be for its file system to be watched.
+constexpr std::size_t kNeverLarge = ~std::size_t{0};
+void callLarge(std::size_t folders) { JVPlatform::installEventStream(jv::watching::makeEventStream(folders)); }
+
+/// The least that watches a file system. None without the right to it.
+std::optional<double> timeOfMark(const std::string& folder) {
+  const auto begin = Clock::now();
+  const int instance = fanotify_init(FAN_REPORT_DFID_NAME | FAN_UNLIMITED_QUEUE | FAN_CLOEXEC, 0);
+  const int marked = fanotify_mark(instance, FAN_MARK_ADD | FAN_MARK_FILESYSTEM, FAN_CREATE | FAN_DELETE | FAN_MODIFY,
+                                   AT_FDCWD, folder.c_str());
+  const double taken = millisecondsSince(begin);
+  if (instance >= 0) close(instance);
+  return marked == 0 ? std::optional(taken) : std::nullopt;
+}
 
 /// The least that watches a tree: each thread takes a folder, watches it, reads it, and offers the folders in it.
 class Floor {
@@ -288,6 +306,16 @@ std::string measureSetUp(const jv::bench::Subject& subject, const Options& optio
       return *taken * 1e3 / static_cast<double>(folders);
     };
   };
+  const auto timeOfWatcher = [&]() -> std::optional<double> {
+    const auto begin = Clock::now();
+    auto watcher = std::make_unique<JVFileEventer>(std::make_shared<Recorder>(), std::vector{tree.path()}, false);
+    const double taken = millisecondsSince(begin);
+    if (const auto problem = watcher->problem()) notes = "- " + *problem + "\n";
+    const auto end = Clock::now();
+    watcher = nullptr;
+    teardowns.push_back(millisecondsSince(end));
+    return taken;
+  };
   std::vector<jv::bench::Candidate> candidates{
       {Who::kFloor, "bare walk", measured([&] {
          const auto begin = Clock::now();
@@ -298,15 +326,15 @@ std::string measureSetUp(const jv::bench::Subject& subject, const Options& optio
          return taken;
        })},
       {Who::kOurs, "JVFileEventer", measured([&] {
-         const auto begin = Clock::now();
-         auto watcher = std::make_unique<JVFileEventer>(std::make_shared<Recorder>(), std::vector{tree.path()}, false);
-         const double taken = millisecondsSince(begin);
-         if (const auto problem = watcher->problem()) notes = "- " + *problem + "\n";
-         const auto end = Clock::now();
-         watcher = nullptr;
-         teardowns.push_back(millisecondsSince(end));
-         return taken;
+         callLarge(kNeverLarge);
+         return timeOfWatcher();
        })},
+      // With the right to watch file systems, which it does for large trees.
+      {Who::kOurs, "JVFileEventer, as root", measured([&] {
+         callLarge(jv::watching::kLargeTree);
+         return timeOfMark(tree.path()) ? timeOfWatcher() : std::nullopt;
+       })},
+      {Who::kPeer, "bare mark", measured([&] { return timeOfMark(tree.path()); })},
   };
   if (options.peers) {
     candidates.push_back({Who::kPeer, "inotifywait", measured([&] {
@@ -329,6 +357,7 @@ std::string measureSetUp(const jv::bench::Subject& subject, const Options& optio
 }
 
 void measureMemory(const std::string& tree, double folders) {
+  callLarge(kNeverLarge);
   const long before = residentBytes();
   const JVFileEventer watcher(std::make_shared<Recorder>(), {tree}, false);
   malloc_trim(0);
@@ -482,5 +511,9 @@ int main(int argc, char** argv) {
   std::printf("\n%s", notes.c_str());
   measureLatency(options, isShort ? 10 : 100);
   measureBatch();
-  if (options.burst || isShort) measureBurst(options, isShort ? 100 : 2000);
+  if (!options.burst && !isShort) return 0;
+  for (const std::size_t large : {kNeverLarge, std::size_t{0}}) {
+    callLarge(large);
+    measureBurst(options, isShort ? 100 : 2000);
+  }
 }

@@ -229,6 +229,11 @@ const std::vector<Operation>& operations() {
        {"", "/old", "/old/deep"},
        {"/old", "/old/deep/more"},
        {}},
+      {"a folder is deleted with all that is in it",
+       [](auto& top, auto&) { shell("rm -r " + top + "/old"); },
+       {"", "/old"},
+       {"/old", "/old/file", "/old/deep", "/old/deep/file"},
+       {}},
       {"a folder is replaced by a file",
        [](auto& top, auto&) {
          fs::remove_all(top + "/old");
@@ -503,6 +508,26 @@ TEST(EventStream, AnOldFolderIsLeftAlone) {
   fs::create_directories(place.base + "/root/last");
   EXPECT_TRUE(place.recorder->waitFor(place.base + "/root/last"));
   EXPECT_FALSE(place.recorder->has(place.base + "/root/sub/file"));
+}
+
+TEST(EventStream, WhatChangesWhileTheRootIsAwayForAMomentIsToldOf) {
+  Place place;
+  const std::string root = place.base + "/root";
+  const std::string away = place.base + "/away";
+  fs::create_directories(root + "/sub/deep");
+  const JVFileEventer watcher(place.recorder, {root}, true);
+  for (int round = 0; round < 20; ++round) {
+    const std::string file = "/sub/deep/" + std::to_string(round);
+    fs::rename(root, away);
+    write(away + file);
+    fs::rename(away, root);
+    if (round % 3 == 0) {
+      EXPECT_TRUE(place.recorder->waitFor(root + file));
+    }
+  }
+  for (int round = 0; round < 20; ++round) {
+    EXPECT_TRUE(place.recorder->waitFor(root + "/sub/deep/" + std::to_string(round)));
+  }
 }
 
 TEST(EventStream, FilesCanBeRoots) {

@@ -1,7 +1,8 @@
-"""stress.py JV [--rounds N] [--seed S] [--operations N] [--processes N] [--stop]: several processes make random changes
+"""stress.py JV [--rounds N] [--seed S] [--operations N] [--processes N] [--stop] [--large]: several processes make random changes
 in a watched folder. In the end, everything that differs from the beginning must have been told of, and nothing outside
 ever. Prints the seed of each round; --seed makes one again (how the processes interleave differs). --stop halts the
-watcher now and then, so that the kernel's queue overflows where it is short."""
+watcher now and then, so that the kernel's queue overflows where it is short. --large makes so many folders that the
+watcher has their file system watched, and ends with 77 where that is not possible."""
 
 import argparse
 import json
@@ -16,6 +17,8 @@ import threading
 import time
 
 BOUND = 120  # seconds
+LARGE = 4000  # folders
+SKIPPED = 77
 
 
 class Worker:
@@ -168,6 +171,17 @@ def missed(before, after, told, linked, root, files):
     return {path for path in folders if path in after and after[path][0] == "folder" and path not in told}
 
 
+def watches_file_system(process):
+    for entry in os.scandir(f"/proc/{process}/fdinfo"):
+        try:
+            with open(entry.path, encoding="ascii") as file:
+                if any(line.startswith("fanotify sdev:") for line in file):
+                    return True
+        except FileNotFoundError:
+            pass  # closed meanwhile
+    return False
+
+
 def run_round(arguments, seed, files):
     with tempfile.TemporaryDirectory() as base:
         root, out = os.path.join(base, "root"), os.path.join(base, "out")
@@ -176,12 +190,18 @@ def run_round(arguments, seed, files):
         os.mkdir(out)
         open(links, "w", encoding="ascii").close()
         Worker(root, out, links, seed).run(arguments.operations // 4)
+        for number in range(LARGE if arguments.large else 0):
+            os.makedirs(os.path.join(root, "many", str(number)))
         before = snapshot(root)
 
         command = [arguments.jv, "watch", "--json", *(["--files"] if files else []), root]
         watcher = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         while watcher.stderr.readline() not in (b"jv watch: watching\n", b""):
             pass
+        if watches_file_system(watcher.pid) != arguments.large:
+            watcher.kill()
+            print("skipped: the file system is not watched as a whole" if arguments.large else "it is a small tree")
+            sys.exit(SKIPPED if arguments.large else 1)
         told, strays = set(), []
 
         def read():
@@ -238,6 +258,7 @@ def main():
     parser.add_argument("--operations", type=int, default=1500)
     parser.add_argument("--processes", type=int, default=3)
     parser.add_argument("--stop", action="store_true")
+    parser.add_argument("--large", action="store_true")
     arguments = parser.parse_args()
     first = arguments.seed if arguments.seed is not None else 1
     for seed in range(first, first + arguments.rounds):

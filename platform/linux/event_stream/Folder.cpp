@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <memory>
+#include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -11,6 +13,7 @@
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/sysmacros.h>
+#include <unistd.h>
 
 namespace jv::watching {
 namespace {
@@ -63,6 +66,26 @@ std::optional<Start> goDown(const std::string& path) {
 
 int folderOf(const Start& start) { return start.folder.isOpen() ? start.folder.get() : AT_FDCWD; }
 
+/// Sets errno when it is empty.
+std::string linkedPathOf(int folder) {
+  std::array<char, PATH_MAX> path;
+  const ssize_t size = readlink(("/proc/self/fd/" + std::to_string(folder)).c_str(), path.data(), path.size());
+  return {path.data(), size > 0 ? static_cast<std::size_t>(size) : 0};
+}
+
+/// The name that the open folder @p child has in @p folder, which is open for reading.
+std::string nameIn(int folder, int child) {
+  const auto facts = factsOf(child, "");
+  const auto reader = std::make_unique<Reader>();
+  while (facts && reader->readSome(folder)) {
+    for (const Entry& entry : reader->entries()) {
+      const auto here = entry.isFolder ? factsOf(folder, entry.name) : std::nullopt;
+      if (here && here->isSameAs(*facts)) return entry.name;
+    }
+  }
+  return {};
+}
+
 }  // namespace
 
 std::optional<Facts> factsOf(int folder, const char* name) noexcept {
@@ -99,6 +122,24 @@ Descriptor openFolder(int folder, const char* name, int flags) noexcept {
 Descriptor openFolder(const std::string& path, int flags) noexcept {
   const auto start = goDown(path);
   return start ? openFolder(folderOf(*start), start->rest.c_str(), flags) : Descriptor();
+}
+
+std::string realPathOf(int folder) {
+  std::string path = linkedPathOf(folder);
+  if (!path.empty() || errno != ENAMETOOLONG) return path;
+  // The kernel does not give long paths. Go up to a folder with a shorter one.
+  std::string below;
+  Descriptor at = openFolder(folder, ".", O_PATH);
+  while (path.empty()) {
+    Descriptor above = openFolder(at.get(), "..", O_RDONLY);
+    const std::string name = above.isOpen() ? nameIn(above.get(), at.get()) : "";
+    if (name.empty()) return {};
+    below.insert(0, '/' + name);
+    at = std::move(above);
+    path = linkedPathOf(at.get());
+    if (path.empty() && errno != ENAMETOOLONG) return {};
+  }
+  return path == "/" ? below : path + below;
 }
 
 bool isMadeUp(int folder) noexcept { return isOneOf(kMadeUp, folder); }

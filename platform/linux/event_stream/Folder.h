@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <span>
 #include <string>
@@ -15,6 +16,8 @@ namespace jv::watching {
 struct Stamp {
   std::int64_t seconds = 0;
   std::int64_t nanoseconds = 0;
+  /// Later than any.
+  static constexpr Stamp last() { return {std::numeric_limits<std::int64_t>::max(), 0}; }
   friend auto operator<=>(const Stamp&, const Stamp&) = default;
 };
 
@@ -42,6 +45,9 @@ std::optional<Facts> factsOf(const std::string& path) noexcept;
 Descriptor openFolder(const std::string& path, int flags) noexcept;
 /// The same for @p name in @p folder.
 Descriptor openFolder(int folder, const char* name, int flags) noexcept;
+
+/// The absolute path of the open folder @p folder, however long, without symbolic links. Empty when there is none.
+std::string realPathOf(int folder);
 
 /// Whether the open folder @p folder lies on a file system that the kernel makes up, where folders stand for processes
 /// or devices.

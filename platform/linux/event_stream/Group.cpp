@@ -46,10 +46,17 @@ Stamp Moment::stamp() const {
   return stamp;
 }
 
-Group::Group() : own_(std::make_unique<Walk>()) {
+Stamp Moment::earliestStamp() const {
+  constexpr std::int64_t kCoarsestTick = 2;  // seconds
+  const Stamp own = stamp();
+  return {own.seconds - kCoarsestTick, own.nanoseconds};
+}
+
+Group::Group() : own_(std::make_unique_for_overwrite<Walk>()) {
   if (kernel_.isOpen()) poll_.watch(kernel_.descriptor(), kKernelToken);
   if (mounts_.descriptor() >= 0) poll_.watchExceptions(mounts_.descriptor(), kMountsToken);
-  lastDrained_ = lookedAt_ = Moment::now();
+  if (fanotify_.isOpen()) poll_.watch(fanotify_.descriptor(), kWideToken);
+  lastDrained_ = drainedBefore_ = lookedAt_ = Moment::now();
 }
 
 Group::~Group() = default;
@@ -117,13 +124,17 @@ void Group::run() {
   changed_.notify_all();
   changed_.wait(lock, [this] { return walkers_ == 0; });
   kernel_.close();
+  fanotify_.close();
   tree_ = Tree();
 }
 
 void Group::round() {
-  std::uint64_t tokens[4];
+  std::uint64_t tokens[5];
   const std::size_t count = poll_.wait(tokens, !isHurried_);
+  drainedBefore_ = lastDrained_;
+  const std::vector<FolderId> narrowed = takeNarrowed();
   isDrained_ = !readEvents();
+  if (!narrowed.empty()) finishNarrowing(narrowed);
   if (std::find(tokens, tokens + count, kMountsToken) != tokens + count) mountsChanged();
   takeOrders();
   if (isDrained_) lookAfterLost();
@@ -134,6 +145,7 @@ void Group::round() {
   recover();
   lookAround();
   scanSome();
+  surveySome();
   deliver();
   planNextRound();
 }
@@ -158,6 +170,7 @@ void Group::takeOrders() {
 
 void Group::takeIn(const std::shared_ptr<Stream>& stream) {
   streams_.push_back(stream);
+  orphans_.clear();  // they are of the time before
   stream->begin = Moment::now();
   if (!kernel_.isOpen()) stream->trouble = EMFILE;
   stream->number = ++joined_;
@@ -235,9 +248,12 @@ void Group::planNextRound() {
   if (!stale_.empty()) wakeAt(staleAt_);
   if (canRecover()) wakeAt(recoverAt_);
   if ((!unwatched_.empty() || !polledRoots_.empty()) && !isLooking_) wakeAt(lookAt_);
-  isHurried_ = !orders_.empty() || !doomed_.empty() || !dirty_.empty() ||
+  const bool surveys = !surveys_.empty() && surveyAt_ <= Clock::now();
+  if (!surveys_.empty()) wakeAt(surveyAt_);
+  isHurried_ = surveys || !orders_.empty() || !doomed_.empty() || !dirty_.empty() ||
                (walkers_ == 0 && (own_->isActive() || !items_.empty()));
-  if (doomed_.empty() && items_.empty() && walks_ == 0 && lost_.empty() && stale_.empty() && dirty_.empty()) {
+  if (doomed_.empty() && narrowed_.empty() && items_.empty() && walks_ == 0 && lost_.empty() && stale_.empty() &&
+      dirty_.empty()) {
     tree_.reuse();
     staleDelay_ = {};
   }

@@ -1,4 +1,5 @@
-/// All streams of the process, fed by one thread from one inotify instance.
+/// All streams of the process, fed by one thread from one inotify instance, and from one of fanotify for large trees
+/// where the program has the right to it.
 ///
 /// The tree of folders is kept in step with the disk by one rule: an event says where to look, never what is there.
 /// Whatever is looked at is looked at in the open folder that it is in, and a folder is known by the number of its
@@ -24,6 +25,7 @@
 #include <vector>
 
 #include "platform/EventPoll.h"
+#include "platform/linux/event_stream/Fanotify.h"
 #include "platform/linux/event_stream/Folder.h"
 #include "platform/linux/event_stream/Kernel.h"
 #include "platform/linux/event_stream/Mounts.h"
@@ -88,6 +90,7 @@ class Group : public std::enable_shared_from_this<Group> {
   };
   static constexpr std::uint64_t kKernelToken = EventPoll::kFirstToken;
   static constexpr std::uint64_t kMountsToken = kKernelToken + 1;
+  static constexpr std::uint64_t kWideToken = kKernelToken + 2;
 
   void run();
   void round();
@@ -115,6 +118,7 @@ class Group : public std::enable_shared_from_this<Group> {
   void report(FolderId folder, std::string_view name);
   void add(Stream& stream, std::string_view path);
   void mountsChanged();
+  void lookAtMount(const std::string& place, bool isNews);
 
   // ------------------------------------------------------------------------------------------- GroupPlaces.cpp
   struct Settled {
@@ -142,6 +146,7 @@ class Group : public std::enable_shared_from_this<Group> {
 
   void resolve(Root& root, const std::shared_ptr<Job>& first);
   void follow(const Root& root, Way& way);
+  void watchInside(const Root& root, const Way& way, const std::shared_ptr<Job>& first);
   void leaveChain(Root& root, const Root& before);
   void leaveFolder(Root& root);
   void detachRoot(Root& root);
@@ -184,20 +189,77 @@ class Group : public std::enable_shared_from_this<Group> {
   void recheck();
   void markStale(FolderId folder);
 
+  // ------------------------------------------------------------------------------------------------- GroupWide.cpp
+  /// A folder that is watched by its file system.
+  struct Wide {
+    std::string fileSystem;
+    int mount = 0;
+    std::vector<std::string> mounts{};  // that came below it, and because of which it is watched otherwise soon
+  };
+  /// A folder that is read with all that is below it.
+  struct Survey {
+    std::string path;
+    std::uint64_t joined;  // as of a job
+    Stamp since;
+    Stamp changed;  // the folder itself, at the latest
+  };
+
+  bool widen(FolderId folder, const Stream& stream);
+  void leaveWide(FolderId folder);
+  void narrowAround(const std::string& place);
+  std::vector<FolderId> takeNarrowed();
+  void finishNarrowing(const std::vector<FolderId>& folders);
+  void survey(const std::string& path, std::optional<Stamp> since = std::nullopt);
+  void surveySome();
+  bool surveyOne(const Survey& survey);
+
+  // ------------------------------------------------------------------------------------------- GroupWideEvents.cpp
+  struct WideTarget {
+    Target target;
+    bool isRoot;  // the folder itself is watched
+  };
+  struct WidePlace {
+    std::string path;
+    std::vector<WideTarget> targets;
+  };
+  struct WideReading;
+  /// An event of a folder that has gone.
+  struct Orphan {
+    std::string event;
+    int readsLeft = 64;
+    [[nodiscard]] const fanotify_event_metadata& metadata() const {
+      return *reinterpret_cast<const fanotify_event_metadata*>(event.data());
+    }
+  };
+
+  bool readWide();
+  void openBases(WideReading& reading) const;
+  bool handleWide(const WideEvent& event, WideReading& reading);
+  const std::vector<WidePlace>* placesOf(std::string_view handle, WideReading& reading);
+  std::vector<WideTarget> wideTargetsOf(std::string_view path) const;
+  void tellWide(const WideEvent& event, const WidePlace& place);
+  void overflowedWide();
+
   // ------------------------------------------------------------------------------------------------------- State
   Kernel kernel_;
+  Fanotify fanotify_;
   EventPoll poll_;
   Mounts mounts_;
   std::atomic<bool> isRetired_{false};
   int members_ = 0;  // guarded by the process's lock
 
   // The group's thread.
-  std::unique_ptr<Kernel::Buffer> events_ = std::make_unique<Kernel::Buffer>();
+  std::unique_ptr<Kernel::Buffer> events_ = std::make_unique_for_overwrite<Kernel::Buffer>();
   Standpoint* standpoint_ = nullptr;
   FolderId standing_ = kNoFolder;
   Descriptor standingIn_;
-  bool isDrained_ = false;     // nothing was left to read when the kernel was asked last
-  Moment lastDrained_;         // all events before it have been read
+  bool isDrained_ = false;  // nothing was left to read when the kernel was asked last
+  Moment lastDrained_;      // all events before it have been read
+  Moment drainedBefore_;    // the same when the round began
+  std::map<FolderId, Wide> wide_;
+  std::vector<Orphan> orphans_;
+  std::vector<Survey> surveys_;
+  Clock::time_point surveyAt_;
   std::unique_ptr<Walk> own_;  // the scan that this thread does itself
   std::optional<Clock::time_point> alarm_;
   std::optional<Clock::time_point> nextRound_;
@@ -222,6 +284,7 @@ class Group : public std::enable_shared_from_this<Group> {
 
   std::unordered_map<FolderId, Clock::time_point> detached_;
   std::deque<std::pair<Clock::time_point, FolderId>> detachedOrder_;
+  std::vector<FolderId> narrowed_;  // whose folders are all watched
   std::vector<FolderId> doomed_;
   std::vector<FolderId> lost_;  // their watch has ended
   std::set<FolderId> stale_;    // were not where they are said to be

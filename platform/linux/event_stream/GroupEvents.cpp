@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "platform/linux/event_stream/Group.h"
+#include "platform/linux/event_stream/Turns.h"
 #include "platform/linux/event_stream/spelling.h"
 #include "platform/linux/event_stream/Walk.h"
 
@@ -17,19 +18,14 @@ constexpr std::uint32_t kComesOrGoes = IN_CREATE | IN_DELETE | IN_MOVED_FROM | I
 bool Group::readEvents() {
   const Moment before = Moment::now();
   const std::size_t size = kernel_.isOpen() ? kernel_.read(*events_) : 0;
-  // Others get a chance between a few events.
-  constexpr int kTurn = 64;
-  int left = 0;
-  Lock lock(mutex_, std::defer_lock);
-  forEachEvent(events_->data(), size, [&](const Event& event) {
-    if (left-- == 0) {
-      if (lock.owns_lock()) lock.unlock();
-      lock.lock();
-      left = kTurn;
-    }
-    handle(event);
-  });
-  if (!Kernel::leftNothing(size)) return true;
+  {
+    Turns turns(mutex_);
+    forEachEvent(events_->data(), size, [&](const Event& event) {
+      turns.next();
+      handle(event);
+    });
+  }
+  if (readWide() || !Kernel::leftNothing(size)) return true;
   lastDrained_ = before;
   return false;
 }
@@ -86,7 +82,7 @@ std::vector<Group::Target> Group::targetsOf(FolderId folder) const {
   std::vector<Target> targets;
   std::string below;
   for (; folder != kNoFolder; folder = tree_[folder].parent) {
-    if (tree_.has(folder, kRoot)) {
+    if (tree_.has(folder, kRoot) && tree_.has(folder, kInside)) {
       for (const Root* const root : rootsAt_.at(folder)) {
         targets.push_back({root->stream, below.empty() ? root->given : joined(root->given, below)});
       }
@@ -132,22 +128,30 @@ void Group::add(Stream& stream, std::string_view path) {
 void Group::mountsChanged() {
   for (const std::string& place : mounts_.changes()) {
     const Lock lock(mutex_);
-    const std::size_t slash = place.rfind('/');
-    if (slash == std::string::npos || slash + 1 == place.size()) continue;
-    FolderId folder = kTop;
-    for (std::string_view rest(place.data(), slash); !rest.empty() && folder != kNoFolder;) {
-      rest.remove_prefix(1);
-      const std::string_view part = rest.substr(0, rest.find('/'));
-      folder = tree_.find(folder, part);
-      rest.remove_prefix(part.size());
-    }
-    if (folder == kNoFolder) continue;
-    const std::string name = place.substr(slash + 1);
-    if (tree_.has(folder, kChain)) disturb(folder, name);
-    if (!tree_.has(folder, kInside)) continue;
-    report(folder, name);
-    reconcile(folder, name);
+    narrowAround(place);
+    lookAtMount(place, false);
   }
+}
+
+/// @p isNews: everything there is told of.
+void Group::lookAtMount(const std::string& place, bool isNews) {
+  const std::size_t slash = place.rfind('/');
+  if (slash == std::string::npos || slash + 1 == place.size()) return;
+  FolderId folder = kTop;
+  for (std::string_view rest(place.data(), slash); !rest.empty() && folder != kNoFolder;) {
+    rest.remove_prefix(1);
+    const std::string_view part = rest.substr(0, rest.find('/'));
+    folder = tree_.find(folder, part);
+    rest.remove_prefix(part.size());
+  }
+  if (folder == kNoFolder) return;
+  const std::string name = place.substr(slash + 1);
+  if (tree_.has(folder, kChain)) disturb(folder, name);
+  if (!tree_.has(folder, kInside)) return;
+  report(folder, name);
+  reconcile(folder, name);
+  const FolderId there = isNews ? tree_.find(folder, name) : kNoFolder;
+  if (there != kNoFolder) scan(there, Mode::all);
 }
 
 }  // namespace jv::watching

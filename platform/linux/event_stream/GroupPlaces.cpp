@@ -161,9 +161,10 @@ void Group::lookAfterLost() {
   }
 }
 
+/// Whether what is in @p folder is told of by its watch.
 bool Group::isCovered(FolderId folder) const {
   for (; folder != kNoFolder; folder = tree_[folder].parent) {
-    if (tree_.has(folder, kRoot)) return true;
+    if (tree_.has(folder, kRoot) && tree_.has(folder, kInside)) return true;
   }
   return false;
 }
@@ -174,7 +175,7 @@ void Group::tidy(const std::vector<FolderId>& folders) {
   for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder) {
     if (*folder == kNoFolder || tree_.has(*folder, kForgotten | kDoomed) || isCovered(*folder)) continue;
     if (tree_.has(*folder, kInside)) leaveInside(*folder);
-    if (*folder == kTop || tree_.has(*folder, kChain) || tree_[*folder].firstChild != kNoFolder) continue;
+    if (*folder == kTop || tree_.has(*folder, kChain | kRoot) || tree_[*folder].firstChild != kNoFolder) continue;
     if (tree_[*folder].parent == kNoFolder) continue;
     tree_.detach(*folder);
     doom(*folder);

@@ -8,20 +8,12 @@
 namespace jv::watching {
 namespace {
 
-/// File systems of the simplest kind stamp with a clock that ticks this slowly.
-constexpr std::int64_t kCoarsestTick = 2;  // seconds
-
 /// Folders that cannot be watched are looked at this often, and less often when that takes long.
 constexpr std::chrono::seconds kLookInterval{2};
 constexpr int kLookShare = 20;
 
 constexpr std::chrono::milliseconds kFirstStaleDelay{5};
 constexpr std::chrono::seconds kLastStaleDelay{1};
-
-Stamp before(const Moment& moment) {
-  const Stamp stamp = moment.stamp();
-  return {stamp.seconds - kCoarsestTick, stamp.nanoseconds};
-}
 
 }  // namespace
 
@@ -41,7 +33,7 @@ void Group::recover() {
   if (!canRecover() || now < recoverAt_) return;
   isRecovering_ = true;
   const auto job = newJob(kNoFolder);
-  job->since = before(*lostSince_);
+  job->since = lostSince_->earliestStamp();
   job->open = 1;
   job->whenDone.emplace_back([this, now] {
     isRecovering_ = false;
@@ -56,8 +48,11 @@ void Group::recover() {
     }
   }
   for (const auto& [folder, roots] : rootsAt_) {
-    if (!tree_.isConnected(folder) || isCovered(tree_[folder].parent)) continue;
+    if (!tree_.isConnected(folder) || !tree_.has(folder, kInside) || isCovered(tree_[folder].parent)) continue;
     scan(folder, Mode::sweep, job);
+  }
+  for (const auto& [folder, wide] : wide_) {
+    if (tree_.isConnected(folder)) survey(tree_.pathOf(folder), job->since);
   }
   done(job);
 }
@@ -71,7 +66,7 @@ void Group::lookAround() {
   if (now < lookAt_) return;
   isLooking_ = true;
   const auto job = newJob(kNoFolder);
-  job->since = before(lookedAt_);
+  job->since = lookedAt_.earliestStamp();
   lookedAt_ = Moment::now();
   job->open = 1;
   job->whenDone.emplace_back([this, now] {

@@ -130,16 +130,14 @@ void Group::resolve(Root& root, const std::shared_ptr<Job>& first) {
     root.folder = way.folder;
     if (root.kind == Root::Kind::folder) {
       rootsAt_[root.folder].push_back(&root);
-      const bool isKnown = tree_.has(root.folder, kInside);
-      tree_.set(root.folder, kRoot | kInside);
-      if (tree_[root.folder].watch == 0) {
-        unwatched_.insert(root.folder);
-        cannotWatch(root.folder, way.error);
-      }
-      if (!first || !isKnown) scan(root.folder, first ? Mode::quiet : Mode::all, first);
+      tree_.set(root.folder, kRoot);
+      watchInside(root, way, first);
     }
     ++version_;
     if (!first) reportRoot(root, before.kind);
+  } else if (wide_.contains(root.folder)) {
+    // It may have been away meanwhile, and what its file system told of could not be placed.
+    survey(tree_.pathOf(root.folder), drainedBefore_.earliestStamp());
   }
   if (way.isBlind) {
     polledRoots_.insert(&root);
@@ -147,6 +145,22 @@ void Group::resolve(Root& root, const std::shared_ptr<Job>& first) {
     polledRoots_.erase(&root);
   }
   leaveChain(root, before);
+}
+
+/// Watches everything in the folder of @p root.
+void Group::watchInside(const Root& root, const Way& way, const std::shared_ptr<Job>& first) {
+  const FolderId folder = root.folder;
+  const bool isKnown = tree_.has(folder, kInside);
+  if (!isKnown && !way.isBlind && widen(folder, *root.stream)) {
+    if (!first) survey(tree_.pathOf(folder));
+    return;
+  }
+  tree_.set(folder, kInside);
+  if (tree_[folder].watch == 0) {
+    unwatched_.insert(folder);
+    cannotWatch(folder, way.error);
+  }
+  if (!first || !isKnown) scan(folder, first ? Mode::quiet : Mode::all, first);
 }
 
 /// Takes @p root out of the ways that it has no part in any more.
@@ -173,6 +187,7 @@ void Group::leaveFolder(Root& root) {
   if (!at->second.empty()) return;
   rootsAt_.erase(at);
   tree_.clear(root.folder, kRoot);
+  leaveWide(root.folder);
 }
 
 void Group::detachRoot(Root& root) {

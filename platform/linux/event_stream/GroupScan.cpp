@@ -48,7 +48,7 @@ void Group::done(const std::shared_ptr<Job>& job) {
 
 /// Folders that another scan has in hand count as watched already: @p job is not done before that is. Under the lock.
 void Group::waitForOthers(const Root& root, const std::shared_ptr<Job>& job) {
-  if (root.kind != Root::Kind::folder) return;
+  if (root.kind != Root::Kind::folder || !tree_.has(root.folder, kInside)) return;
   for (const auto& other : jobs_) {
     const bool isApart = other->top != kNoFolder && !tree_.has(other->top, kForgotten) &&
                          !tree_.isWithin(other->top, root.folder) && !tree_.isWithin(root.folder, other->top);

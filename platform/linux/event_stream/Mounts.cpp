@@ -10,6 +10,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/linux/event_stream/spelling.h"
+
 namespace jv::watching {
 namespace {
 
@@ -73,6 +75,12 @@ std::vector<std::string> Mounts::changes() {
   known_ = std::move(now);
   for (std::string& entry : changed) entry.erase(0, entry.find(' ') + 1);
   return changed;
+}
+
+bool Mounts::hasBelow(const std::string& folder) const {
+  return std::ranges::any_of(known_, [&](const std::string& entry) {
+    return isBelow(std::string_view(entry).substr(entry.find(' ') + 1), folder);
+  });
 }
 
 }  // namespace jv::watching

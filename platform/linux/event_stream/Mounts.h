@@ -17,6 +17,8 @@ class Mounts {
   [[nodiscard]] int descriptor() const { return table_.get(); }
   /// The places where something was mounted or unmounted since the last call, as absolute paths.
   std::vector<std::string> changes();
+  /// Whether something is mounted below the folder at the absolute path @p folder.
+  [[nodiscard]] bool hasBelow(const std::string& folder) const;
 
  private:
   std::vector<std::string> read();

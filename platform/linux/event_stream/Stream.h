@@ -26,6 +26,8 @@ struct Moment {
   static Moment now();
   /// The stamp of the moment, by the system clock as it is set now if that was set back meanwhile.
   [[nodiscard]] Stamp stamp() const;
+  /// What changed after the moment has no stamp before this one, however slowly the clock of its file system ticks.
+  [[nodiscard]] Stamp earliestStamp() const;
 
   Stamp system;
   Clock::time_point steady;
@@ -56,6 +58,7 @@ struct Stream {
   std::string workingFolder;  ///< where relative paths begin
   Clock::duration latency{};
   bool wantsFiles = false;
+  std::size_t largeTree = 0;  ///< so many folders are watched by their file system, where that is possible
   Moment begin;
 
   std::shared_ptr<Group> group;  ///< while it has joined; the owner's

@@ -23,4 +23,10 @@ inline std::string_view folderIn(std::string_view path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+/// Whether @p path leads to something in @p folder or deeper. Both are absolute, without a slash at the end.
+inline bool isBelow(std::string_view path, std::string_view folder) {
+  if (folder == "/") return path.size() > 1;
+  return path.size() > folder.size() && path.starts_with(folder) && path[folder.size()] == '/';
+}
+
 }  // namespace jv::watching

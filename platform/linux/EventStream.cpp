@@ -9,6 +9,7 @@
 
 #include "platform/Defaults.h"
 #include "platform/linux/event_stream/Group.h"
+#include "platform/linux/event_stream/factory.h"
 #include "platform/threads.h"
 
 namespace jv {
@@ -41,9 +42,9 @@ std::optional<std::string> textOf(int trouble) {
 }
 
 /// In a forked child it does nothing: what is behind the descriptors is the parent's as well.
-class InotifyStream final : public JVPlatform::FSEventStream {
+class KernelStream final : public JVPlatform::FSEventStream {
  public:
-  explicit InotifyStream(std::shared_ptr<Stream> stream) : stream_(std::move(stream)) {}
+  explicit KernelStream(std::shared_ptr<Stream> stream) : stream_(std::move(stream)) {}
 
   void FSEventStreamSetDispatchQueue(JVFoundation::Executor queue) override { stream_->queue = std::move(queue); }
 
@@ -75,8 +76,10 @@ class InotifyStream final : public JVPlatform::FSEventStream {
   const std::shared_ptr<Stream> stream_;  // calls that wait in the queue hold it as well
 };
 
-class InotifyEventStream final : public JVPlatform::EventStream {
+class KernelEventStream final : public JVPlatform::EventStream {
  public:
+  explicit KernelEventStream(std::size_t largeTree) : largeTree_(largeTree) {}
+
   JVPlatform::FSEventStreamRef FSEventStreamCreate(JVPlatform::FSEventStreamCallback callback,
                                                    std::span<const std::string> pathsToWatch, std::uint64_t,
                                                    double latency, std::uint32_t flags) override {
@@ -85,12 +88,20 @@ class InotifyEventStream final : public JVPlatform::EventStream {
     stream->paths.assign(pathsToWatch.begin(), pathsToWatch.end());
     stream->latency = std::chrono::duration_cast<watching::Clock::duration>(std::chrono::duration<double>(latency));
     stream->wantsFiles = (flags & JVPlatform::kFSEventStreamCreateFlagFileEvents) != 0;
-    return new InotifyStream(std::move(stream));
+    stream->largeTree = largeTree_;
+    return new KernelStream(std::move(stream));
   }
+
+ private:
+  const std::size_t largeTree_;
 };
 
 }  // namespace
 
-std::shared_ptr<JVPlatform::EventStream> makeEventStream() { return std::make_shared<InotifyEventStream>(); }
+std::shared_ptr<JVPlatform::EventStream> makeEventStream() { return watching::makeEventStream(watching::kLargeTree); }
+
+std::shared_ptr<JVPlatform::EventStream> watching::makeEventStream(std::size_t largeTree) {
+  return std::make_shared<KernelEventStream>(largeTree);
+}
 
 }  // namespace jv
