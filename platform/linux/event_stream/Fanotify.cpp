@@ -85,12 +85,13 @@ std::size_t Fanotify::read(Buffer& buffer) noexcept {
 
 bool Fanotify::leftNothing(std::size_t size) { return size + kLargestEvent <= Kernel::kBufferSize; }
 
-WideEvent wideEventOf(const fanotify_event_metadata& metadata) {
+WideEvent wideEventOf(std::string_view bytes) {
+  fanotify_event_metadata metadata;
+  std::memcpy(&metadata, bytes.data(), sizeof metadata);
   WideEvent event;
   event.mask = metadata.mask;
-  const auto* const start = reinterpret_cast<const char*>(&metadata);
-  for (std::size_t at = metadata.metadata_len; at < metadata.event_len;) {
-    const auto& info = *reinterpret_cast<const fanotify_event_info_fid*>(start + at);
+  for (std::size_t at = metadata.metadata_len; at < bytes.size();) {
+    const auto& info = *reinterpret_cast<const fanotify_event_info_fid*>(bytes.data() + at);
     if (info.hdr.info_type == FAN_EVENT_INFO_TYPE_DFID_NAME) {
       event.folder = handleAt(info);
       event.name = event.folder.data() + event.folder.size();  // it ends in a zero byte

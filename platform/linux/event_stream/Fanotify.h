@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -67,16 +68,18 @@ class Fanotify {
   Descriptor instance_;
 };
 
-/// The event at @p metadata. What it points to is there as long as the event is.
-WideEvent wideEventOf(const fanotify_event_metadata& metadata);
+/// The event that consists of @p bytes, which are where the kernel put them or in a text of their own. What it points
+/// to is there as long as they are.
+WideEvent wideEventOf(std::string_view bytes);
 
-/// Calls @p handle with each event in the @p size bytes at @p buffer.
+/// Calls @p handle with the bytes of each event in the @p size bytes at @p buffer.
 template <class Handle>
 void forEachWideEvent(const char* buffer, std::size_t size, Handle handle) {
   for (std::size_t at = 0; at < size;) {
-    const auto* const metadata = reinterpret_cast<const fanotify_event_metadata*>(buffer + at);
-    handle(*metadata);
-    at += metadata->event_len;
+    std::uint32_t length = 0;  // it comes first; events lie at multiples of 4 bytes only
+    std::memcpy(&length, buffer + at, sizeof length);
+    handle(std::string_view(buffer + at, length));
+    at += length;
   }
 }
 

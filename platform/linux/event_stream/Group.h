@@ -227,9 +227,6 @@ class Group : public std::enable_shared_from_this<Group> {
   struct Orphan {
     std::string event;
     int readsLeft = 64;
-    [[nodiscard]] const fanotify_event_metadata& metadata() const {
-      return *reinterpret_cast<const fanotify_event_metadata*>(event.data());
-    }
   };
 
   bool readWide();

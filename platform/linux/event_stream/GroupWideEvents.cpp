@@ -42,26 +42,26 @@ bool Group::readWide() {
   std::vector<Orphan> orphans = std::exchange(orphans_, {});
   WideReading reading;
   openBases(reading);
-  const auto noteGrave = [&](const fanotify_event_metadata& metadata) {
-    const WideEvent event = wideEventOf(metadata);
+  const auto noteGrave = [&](std::string_view bytes) {
+    const WideEvent event = wideEventOf(bytes);
     const bool isGrave = (event.mask & FAN_DELETE) && (event.mask & FAN_ONDIR) && !event.object.empty();
     if (isGrave) reading.graves[event.object] = {event.folder, event.name};
   };
-  for (const Orphan& orphan : orphans) noteGrave(orphan.metadata());
+  for (const Orphan& orphan : orphans) noteGrave(orphan.event);
   forEachWideEvent(events_->data(), size, noteGrave);
   for (Orphan& orphan : orphans) {
     turns.next();
-    if (!handleWide(wideEventOf(orphan.metadata()), reading) && --orphan.readsLeft > 0) {
+    if (!handleWide(wideEventOf(orphan.event), reading) && --orphan.readsLeft > 0) {
       orphans_.push_back({orphan.event, orphan.readsLeft});
     }
   }
-  forEachWideEvent(events_->data(), size, [&](const fanotify_event_metadata& metadata) {
+  forEachWideEvent(events_->data(), size, [&](std::string_view bytes) {
     turns.next();
-    const WideEvent event = wideEventOf(metadata);
+    const WideEvent event = wideEventOf(bytes);
     if (event.mask & FAN_Q_OVERFLOW) return overflowedWide();
     if (event.folder.empty() || handleWide(event, reading)) return;
     // Its folder has just been deleted. What says where that was, and the one that it was in, is still to be read.
-    orphans_.push_back({std::string(reinterpret_cast<const char*>(&metadata), metadata.event_len)});
+    orphans_.push_back({std::string(bytes)});
   });
   return !Fanotify::leftNothing(size);
 }

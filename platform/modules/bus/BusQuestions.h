@@ -17,6 +17,9 @@ class BusQuestions {
   /// @param longestWait  microseconds for all questions together.
   BusQuestions(Bus bus, std::uint64_t longestWait);
 
+  /// The connection, for whoever makes messages for it; null when there is no bus.
+  [[nodiscard]] sd_bus* bus() const { return bus_.get(); }
+
   /// A fresh method call; null when there is no bus.
   [[nodiscard]] SdMessage call(const char* destination, const char* path, const char* interface,
                                const char* method) const;

@@ -1,12 +1,11 @@
 #include "platform/modules/bus/Idle.h"
 
-#include <unistd.h>
-
 #include <chrono>
-#include <cstdlib>
 #include <string>
+#include <utility>
 
 #include "platform/modules/bus/BusQuestions.h"
+#include "platform/modules/bus/OwnSession.h"
 #include "platform/modules/bus/login.h"
 
 namespace jv {
@@ -15,50 +14,11 @@ namespace {
 constexpr std::uint64_t kNanosecondsOfMillisecond = 1'000'000;
 constexpr std::uint64_t kNanosecondsOfMicrosecond = 1'000;
 
-std::string pathIn(const SdMessage& answer) {
-  const char* path = nullptr;
-  return answer && sd_bus_message_read(answer.get(), "o", &path) > 0 ? path : "";
-}
-
-bool isOwn(const BusQuestions& bus, const std::string& session) {
-  const SdMessage answer = bus.property(login::kService, session.c_str(), login::kSession, "User", "(uo)");
-  std::uint32_t user = 0;
-  const char* path = nullptr;
-  return answer && sd_bus_message_read(answer.get(), "(uo)", &user, &path) > 0 && user == getuid();
-}
-
-std::string sessionNamedByEnvironment(const BusQuestions& bus) {
-  const char* const name = std::getenv(login::kSessionVariable);
-  SdMessage call = bus.call(login::kService, login::kPath, login::kManager, "GetSession");
-  if (!name || !call || sd_bus_message_append(call.get(), "s", name) < 0) return {};
-  std::string session = pathIn(bus.answerTo(std::move(call)));
-  return !session.empty() && isOwn(bus, session) ? session : std::string();
-}
-
-std::string sessionOfProcess(const BusQuestions& bus) {
-  SdMessage call = bus.call(login::kService, login::kPath, login::kManager, "GetSessionByPID");
-  if (!call || sd_bus_message_append(call.get(), "u", std::uint32_t{0}) < 0) return {};
-  return pathIn(bus.answerTo(std::move(call)));
-}
-
-std::string sessionOnDisplay(const BusQuestions& bus) {
-  SdMessage call = bus.call(login::kService, login::kPath, login::kManager, "GetUser");
-  if (!call || sd_bus_message_append(call.get(), "u", static_cast<std::uint32_t>(getuid())) < 0) return {};
-  const std::string user = pathIn(bus.answerTo(std::move(call)));
-  if (user.empty()) return {};
-  const SdMessage answer = bus.property(login::kService, user.c_str(), login::kUser, "Display", "(so)");
-  const char* name = nullptr;
-  const char* path = nullptr;
-  if (!answer || sd_bus_message_read(answer.get(), "(so)", &name, &path) <= 0) return {};
-  return path == std::string("/") ? "" : path;
-}
-
 /// The path of the own session; empty when there is none.
 std::string ownSession(const BusQuestions& bus) {
-  for (const auto find : {sessionNamedByEnvironment, sessionOfProcess, sessionOnDisplay}) {
-    if (std::string session = find(bus); !session.empty()) return session;
-  }
-  return {};
+  OwnSession search(bus.bus());
+  while (SdMessage question = search.question()) search.take(bus.answerTo(std::move(question)).get());
+  return search.path();
 }
 
 }  // namespace

@@ -47,12 +47,6 @@ bool comesFrom(sd_bus_message* message, std::string_view sender) {
   return own && own == sender;
 }
 
-const char* pathIn(sd_bus_message& answer) {
-  const char* path = nullptr;
-  return sd_bus_message_is_method_error(&answer, nullptr) <= 0 && sd_bus_message_read(&answer, "o", &path) > 0 ? path
-                                                                                                               : "";
-}
-
 /// Enters the value in the answer about a property. @return whether it is there and of @p type.
 bool enterProperty(sd_bus_message& answer, const char* type) {
   return sd_bus_message_is_method_error(&answer, nullptr) <= 0 &&
@@ -222,97 +216,38 @@ int SessionWatch::onAnswer(sd_bus_message* message, void* self, sd_bus_error*) n
 
 template <SessionWatch::Step step>
 void SessionWatch::ask(SdMessage call) {
-  if (!call) return;
-  sd_bus_message_set_auto_start(call.get(), 0);  // a session manager that has to be started first has no session
   sd_bus_slot* slot = nullptr;
-  if (sd_bus_call_async(bus_.get(), &slot, call.get(), onAnswer<step>, this, 0) >= 0) question_.reset(slot);
+  if (call && sd_bus_call_async(bus_.get(), &slot, call.get(), onAnswer<step>, this, 0) >= 0) question_.reset(slot);
 }
 
-template <SessionWatch::Step step>
-void SessionWatch::askProperty(const char* path, const char* interface, const char* property) {
-  sd_bus_message* call = nullptr;
-  if (sd_bus_message_new_method_call(bus_.get(), &call, login::kService, path, "org.freedesktop.DBus.Properties",
-                                     "Get") < 0) {
-    return;
-  }
-  SdMessage owned(call);
-  if (sd_bus_message_append(call, "ss", interface, property) >= 0) ask<step>(std::move(owned));
-}
-
-SdMessage SessionWatch::managerCall(const char* method) const {
-  sd_bus_message* call = nullptr;
-  if (sd_bus_message_new_method_call(bus_.get(), &call, login::kService, login::kPath, login::kManager, method) < 0) {
-    return nullptr;
-  }
-  return SdMessage(call);
-}
-
-// Three ways lead to the own session. The environment's may name another user's, a process outside any session (in a
-// container, of a user's service) has no second, and the third is right wherever there is only one.
 void SessionWatch::findSession() {
-  const char* const name = std::getenv(login::kSessionVariable);
-  SdMessage call = name ? managerCall("GetSession") : nullptr;
-  if (!call || sd_bus_message_append(call.get(), "s", name) < 0) return findByProcess();
-  ask<&SessionWatch::takeNamedSession>(std::move(call));
+  search_ = OwnSession(bus_.get());
+  askNext();
 }
 
-void SessionWatch::takeNamedSession(sd_bus_message& answer) {
-  candidate_ = pathIn(answer);
-  if (candidate_.empty()) return findByProcess();
-  askProperty<&SessionWatch::takeOwner>(candidate_.c_str(), login::kSession, "User");
+void SessionWatch::askNext() {
+  if (SdMessage question = search_.question()) return ask<&SessionWatch::takeStep>(std::move(question));
+  if (!search_.path().empty()) follow();
 }
 
-void SessionWatch::takeOwner(sd_bus_message& answer) {
-  std::uint32_t user = 0;
-  const char* path = nullptr;
-  const bool read = enterProperty(answer, "(uo)") && sd_bus_message_read(&answer, "(uo)", &user, &path) > 0;
-  if (!read || user != getuid()) return findByProcess();
-  follow(candidate_.c_str());
-}
-
-void SessionWatch::findByProcess() {
-  SdMessage call = managerCall("GetSessionByPID");
-  if (!call || sd_bus_message_append(call.get(), "u", std::uint32_t{0}) < 0) return;
-  ask<&SessionWatch::takeProcessSession>(std::move(call));
-}
-
-void SessionWatch::takeProcessSession(sd_bus_message& answer) {
-  const char* const path = pathIn(answer);
-  if (*path == '\0') return findByUser();
-  follow(path);
-}
-
-void SessionWatch::findByUser() {
-  SdMessage call = managerCall("GetUser");
-  if (!call || sd_bus_message_append(call.get(), "u", static_cast<std::uint32_t>(getuid())) < 0) return;
-  ask<&SessionWatch::takeUser>(std::move(call));
-}
-
-void SessionWatch::takeUser(sd_bus_message& answer) {
-  const char* const path = pathIn(answer);
-  if (*path != '\0') askProperty<&SessionWatch::takeDisplay>(path, login::kUser, "Display");
-}
-
-void SessionWatch::takeDisplay(sd_bus_message& answer) {
-  const char* name = nullptr;
-  const char* path = nullptr;
-  if (!enterProperty(answer, "(so)") || sd_bus_message_read(&answer, "(so)", &name, &path) <= 0) return;
-  if (std::strcmp(path, "/") != 0) follow(path);
+void SessionWatch::takeStep(sd_bus_message& answer) {
+  search_.take(&answer);
+  askNext();
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
 // The session
 
 // The bus works on what it is sent in order: what changes after the answer is announced.
-void SessionWatch::follow(const char* session) {
-  session_ = session;
+void SessionWatch::follow() {
+  const char* const session = search_.path().c_str();
   sd_bus_slot* slot = nullptr;
-  if (sd_bus_match_signal_async(bus_.get(), &slot, login::kService, session_.c_str(), "org.freedesktop.DBus.Properties",
+  if (sd_bus_match_signal_async(bus_.get(), &slot, login::kService, session, "org.freedesktop.DBus.Properties",
                                 "PropertiesChanged", onChanges, nullptr, this) < 0) {
     return;
   }
   properties_.reset(slot);
-  askProperty<&SessionWatch::takeActive>(session_.c_str(), login::kSession, "Active");
+  ask<&SessionWatch::takeActive>(loginPropertyCall(bus_.get(), session, login::kSession, "Active"));
 }
 
 void SessionWatch::takeActive(sd_bus_message& answer) {

@@ -10,6 +10,7 @@
 
 #include <JorvaneFoundation/platform/RunLoopSource.h>
 
+#include "platform/modules/bus/OwnSession.h"
 #include "platform/modules/bus/SdBus.h"
 
 namespace jv {
@@ -42,14 +43,9 @@ class SessionWatch final : public JVPlatform::RunLoopSource {
   void watchFolder();
 
   void findSession();
-  void findByProcess();
-  void findByUser();
-  void takeNamedSession(sd_bus_message& answer);
-  void takeOwner(sd_bus_message& answer);
-  void takeProcessSession(sd_bus_message& answer);
-  void takeUser(sd_bus_message& answer);
-  void takeDisplay(sd_bus_message& answer);
-  void follow(const char* session);
+  void askNext();
+  void takeStep(sd_bus_message& answer);
+  void follow();
   void takeActive(sd_bus_message& answer);
   void takeChanges(sd_bus_message& signal);
   void learn(bool active, bool announced);
@@ -58,10 +54,6 @@ class SessionWatch final : public JVPlatform::RunLoopSource {
   static int onAnswer(sd_bus_message* message, void* self, sd_bus_error*) noexcept;
   template <Step step>
   void ask(SdMessage call);
-  template <Step step>
-  void askProperty(const char* path, const char* interface, const char* property);
-  SdMessage managerCall(const char* method) const;
-
   static int onJoinTime(sd_event_source*, std::uint64_t, void* self) noexcept;
   static int onFolder(sd_event_source*, const struct inotify_event*, void* self) noexcept;
   static int onDisconnected(sd_bus_message*, void* self, sd_bus_error*) noexcept;
@@ -73,8 +65,7 @@ class SessionWatch final : public JVPlatform::RunLoopSource {
   std::vector<bool> untold_;  // gathered while the library's code runs, told when it has returned
   std::optional<bool> active_;
   std::string manager_;  // the session manager's unique name, whose signals count; empty when it is unknown
-  std::string session_;  // path of the own session
-  std::string candidate_;
+  OwnSession search_{nullptr};
   int tries_ = 0;
 
   SdEvent event_;
