@@ -161,11 +161,11 @@ class Services(unittest.TestCase):
             os.makedirs(folder)
             self.system = Bus("system", folder)
             self.addCleanup(self.system.stop)
-            self.serve_login(("c1", MINE))
+            self.system.serve_login(("c1", MINE))
             self.join(listening, "c1")
 
     def test_what_others_say_of_the_session_counts_for_nothing(self):
-        self.serve_login(("c1", MINE))
+        self.system.serve_login(("c1", MINE))
 
         def forge(listener, active):
             signal = dbus.lowlevel.SignalMessage("/org/freedesktop/login1/session/c1", "org.freedesktop.DBus.Properties",
