@@ -38,7 +38,7 @@ class HiddenSecret {
   }
   static void wipe(std::string& secret) { explicit_bzero(secret.data(), secret.size()); }
 
-  /// How often the memory that can be written to holds its second half: what is freed loses its first bytes anyway.
+  /// How often the memory that can be written to holds it, but for its first bytes, which freeing overwrites anyway.
   [[nodiscard]] int copies() const {
     int found = 0;
     std::FILE* const maps = std::fopen("/proc/self/maps", "re");
@@ -54,6 +54,8 @@ class HiddenSecret {
   }
 
  private:
+  static constexpr std::size_t kFreed = 16;  // bytes that the allocator uses
+
   // Nothing here may bring the compiler to keep the secret as a constant.
   static char byteAt(std::size_t at) {
     static volatile std::uint32_t seed = 12345;
@@ -63,7 +65,7 @@ class HiddenSecret {
   }
 
   [[nodiscard]] int copiesIn(const volatile char* memory, std::size_t size) const {
-    const std::size_t begin = size_ / 2, length = size_ - begin;
+    const std::size_t begin = size_ > 2 * kFreed ? kFreed : size_ / 5, length = size_ - begin;
     int found = 0;
     const char first = byteAt(begin);
     for (std::size_t at = 0; at + length <= size; ++at) {
