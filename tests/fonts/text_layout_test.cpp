@@ -186,7 +186,6 @@ TEST(TextLayout, PilesOfMarksAreOneCharacter) {
 }
 
 TEST(TextLayout, AnySizeAndWidthGoTogether) {
-  // Wide letters, and tabs, which are the widest.
   for (const double size : {0.5, 1.0, 12.0, 100.0, 256.0, 1000.0, 1e6}) {
     for (const double width : {600.0, 2e4, 5e5, 6e5, 1e6, 2e6, 1e7}) {
       const double room = width / size;  // in sizes
@@ -201,8 +200,18 @@ TEST(TextLayout, AnySizeAndWidthGoTogether) {
       EXPECT_NEAR(exact, static_cast<double>(lines), 1 + 2e-3 * static_cast<double>(lines));
     }
   }
-  const NSFont::Pointer large = NSFont::fontWithName("Liberation Mono", 256);
-  EXPECT_NEAR(linesOf(repeated("\t", 10'000), 1e6, large), 10'000 * 8 * 256 * 1229.0 / 2048 / 1e6, 2);
+}
+
+TEST(TextLayout, TabsGoOnBeyondALinesEndHoweverMany) {
+  for (const std::size_t count : {10UL, 1'000UL, 10'000UL, 1'000'000UL}) {
+    const std::string tabs(count, '\t');
+    for (const double width : {0.0, 60.0, 400.0}) {
+      SCOPED_TRACE(std::to_string(count) + " in " + std::to_string(width));
+      EXPECT_EQ(linesOf(tabs, width, mono()), 1);
+      EXPECT_EQ(linesOf("a" + tabs + "b", width, mono()), 2);
+    }
+  }
+  EXPECT_EQ(linesOf(std::string(10'000, '\t'), 1e6, NSFont::fontWithName("Liberation Mono", 256)), 1);
 }
 
 TEST(TextLayout, HugeTextsAreLaidOut) {

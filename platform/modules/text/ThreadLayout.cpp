@@ -198,10 +198,12 @@ void ThreadLayout::setLine(std::string_view text, const Visitor& visit) {
     const bool last = piece.size() == text.size();
     GSList* lines = linesOf(piece, direction);
     const bool broken = lines->next;
+    bool full = false;  // tabs go on beyond the line's end, however many
     PangoRectangle extents;
     if (breaking && !last && !broken) {
       pango_layout_line_get_extents(static_cast<PangoLayoutLine*>(lines->data), nullptr, &extents);
-      if (!isPile(extents, piece.size(), setting_.size)) {
+      full = extents.width > setting_.width * PANGO_SCALE && piece.ends_with('\t');
+      if (!full && !isPile(extents, piece.size(), setting_.size)) {
         size = grown(size, setting_);
         continue;
       }
@@ -216,10 +218,12 @@ void ThreadLayout::setLine(std::string_view text, const Visitor& visit) {
         break;
       }
       pango_layout_line_get_extents(line, nullptr, &extents);
-      visit(line, extents, broken || last);
+      visit(line, extents, broken || full || last);
     }
     if (last) break;
     text.remove_prefix(used);
+    if (full) text.remove_prefix(std::min(text.find_first_not_of('\t'), text.size()));
+    if (text.empty()) break;
     size = pieceSizeFor(setting_);
   }
   pango_layout_set_text(layout_.get(), "", 0);  // nothing of the text is kept
