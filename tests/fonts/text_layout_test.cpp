@@ -203,7 +203,7 @@ TEST(TextLayout, AnySizeAndWidthGoTogether) {
 }
 
 TEST(TextLayout, TabsGoOnBeyondALinesEndHoweverMany) {
-  for (const std::size_t count : {10, 1'000, 10'000, 1'000'000}) {
+  for (const std::size_t count : {10UL, 1'000UL, 10'000UL, 1'000'000UL}) {
     const std::string tabs(count, '\t');
     for (const double width : {0.0, 60.0, 400.0}) {
       SCOPED_TRACE(std::to_string(count) + " in " + std::to_string(width));
