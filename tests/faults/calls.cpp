@@ -54,6 +54,7 @@ const std::vector<Call> kFailing = {
     CALL(chdir,           EACCES, EIO),
     CALL(fchdir,          EACCES),
     CALL(name_to_handle_at, EOPNOTSUPP, ENOSYS),
+    CALL(open_by_handle_at, EMFILE, ENOMEM, EPERM),
     // Descriptors of all kinds
     CALL(dup,             EMFILE),
     CALL(dup3,            EMFILE),
