@@ -14,7 +14,6 @@
 #include <utility>
 #include <vector>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -289,14 +288,6 @@ void addItemOptions(CLI::App& command, Options& options, Names names) {
   }
 }
 
-/// Takes the places of streams that are closed: a connection or a file in one of them would be given a password. Using
-/// such a stream stays an error.
-void holdClosedStreams() {
-  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(stream, F_GETFD) < 0) (void)open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-  }
-}
-
 /// A command of its own below `jv keychain`.
 template <int (*run)(const Options&)>
 CLI::App* addCommand(CLI::App& keychain, const std::shared_ptr<Options>& options, int& exitStatus, const char* name,
@@ -316,7 +307,6 @@ CLI::App* addCommand(CLI::App& keychain, const std::shared_ptr<Options>& options
       exitStatus = jv::kBadUsage;
       return;
     }
-    holdClosedStreams();
     exitStatus = run(*options);
   });
   return command;
