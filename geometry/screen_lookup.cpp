@@ -48,5 +48,4 @@ std::shared_ptr<const NSScreen> JVScreenForPoint(NSPoint point,
 
 std::vector<std::shared_ptr<const NSScreen>> JVScreens() { return JVPlatform::screens()->screens(); }
 
-std::shared_ptr<const NSScreen> JVScreenForPoint(NSPoint point) { return JVScreenForPoint(point, JVScreens());
-}
+std::shared_ptr<const NSScreen> JVScreenForPoint(NSPoint point) { return JVScreenForPoint(point, JVScreens()); }

@@ -21,8 +21,8 @@ enum class Fact : std::uint8_t {
 };
 
 /// What gave the last answer of this process to the question @p fact, in words: "accounts service",
-/// "/etc/machine-info". Empty when nobody asked yet or nothing could answer, counted from when the implementation in use
-/// was installed; always when that is the application's own. Lives as long as the process. Any thread.
+/// "/etc/machine-info". Empty when nobody asked yet or nothing could answer, counted from when the implementation in
+/// use was installed; always when that is the application's own. Lives as long as the process. Any thread.
 JV_EXPORT std::string_view originOf(Fact fact) noexcept;
 
 }  // namespace JVPlatform

@@ -19,7 +19,8 @@ std::string mapped(std::string_view name) {
   std::ifstream maps("/proc/self/maps");
   for (std::string line; std::getline(maps, line);) {
     const auto path = line.find('/');
-    if (path != std::string::npos && line.compare(line.rfind('/') + 1, name.size(), name) == 0) return line.substr(path);
+    if (path != std::string::npos && line.compare(line.rfind('/') + 1, name.size(), name) == 0)
+      return line.substr(path);
   }
   return {};
 }
