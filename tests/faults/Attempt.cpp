@@ -79,15 +79,26 @@ int watchCalls() {
   return static_cast<int>(syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &program));
 }
 
-void handOver(int descriptor) {
+/// A message with room for a descriptor.
+struct DescriptorMessage {
+  DescriptorMessage() {
+    message.msg_iov = &data;
+    message.msg_iovlen = 1;
+    message.msg_control = room.data();
+    message.msg_controllen = room.size();
+  }
+  DescriptorMessage(const DescriptorMessage&) = delete;
+  DescriptorMessage& operator=(const DescriptorMessage&) = delete;
+
   alignas(cmsghdr) std::array<std::byte, CMSG_SPACE(sizeof(int))> room{};
   char byte = 0;
   iovec data{&byte, 1};
   msghdr message{};
-  message.msg_iov = &data;
-  message.msg_iovlen = 1;
-  message.msg_control = room.data();
-  message.msg_controllen = room.size();
+};
+
+void handOver(int descriptor) {
+  DescriptorMessage carrier;
+  msghdr& message = carrier.message;
   cmsghdr* const header = CMSG_FIRSTHDR(&message);
   header->cmsg_level = SOL_SOCKET;
   header->cmsg_type = SCM_RIGHTS;
@@ -97,14 +108,8 @@ void handOver(int descriptor) {
 }
 
 int takeOver(int socket) {
-  alignas(cmsghdr) std::array<std::byte, CMSG_SPACE(sizeof(int))> room{};
-  char byte = 0;
-  iovec data{&byte, 1};
-  msghdr message{};
-  message.msg_iov = &data;
-  message.msg_iovlen = 1;
-  message.msg_control = room.data();
-  message.msg_controllen = room.size();
+  DescriptorMessage carrier;
+  msghdr& message = carrier.message;
   int descriptor = -1;
   if (recvmsg(socket, &message, MSG_CMSG_CLOEXEC) == 1 && message.msg_controllen >= CMSG_LEN(sizeof(int))) {
     std::memcpy(&descriptor, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof descriptor);

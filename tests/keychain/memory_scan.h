@@ -1,12 +1,17 @@
 /// Looks for a secret in the memory of the process.
 #pragma once
 
-#include <string.h>
+#include <JorvaneFoundation/keychain/JVKeychain.h>
+
+#include <gtest/gtest.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <string>
+
+#include <string.h>
 
 namespace jvtest {
 
@@ -79,5 +84,14 @@ class HiddenSecret {
 
   const std::size_t size_;
 };
+
+/// Reads the internet password of "u" at "h", which is @p hidden, and wipes it as its owner would.
+inline void expectNoCopyAfterReading(const HiddenSecret& hidden) {
+  std::optional<std::string> read = JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny);
+  ASSERT_TRUE(read);
+  EXPECT_EQ(hidden.copies(), 1) << "the caller's own";
+  HiddenSecret::wipe(*read);
+  EXPECT_EQ(hidden.copies(), 0) << "after reading";
+}
 
 }  // namespace jvtest

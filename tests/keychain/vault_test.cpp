@@ -151,11 +151,7 @@ TEST_F(Vault, NoSecretStaysInMemory) {
     HiddenSecret::wipe(secret);
     EXPECT_EQ(hidden.copies(), 0) << "after saving";
 
-    std::optional<std::string> read = JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny);
-    ASSERT_TRUE(read);
-    EXPECT_EQ(hidden.copies(), 1) << "the caller's own";
-    HiddenSecret::wipe(*read);
-    EXPECT_EQ(hidden.copies(), 0) << "after reading";
+    jvtest::expectNoCopyAfterReading(hidden);
   }
 }
 
