@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <fstream>
 #include <functional>
 #include <mutex>
 #include <set>
@@ -15,6 +16,10 @@
 namespace jvtest {
 
 inline constexpr std::chrono::seconds kBound{30};
+
+using Paths = std::vector<std::string>;
+
+inline void write(const std::string& path, const std::string& text = "text") { std::ofstream(path) << text; }
 
 class Recorder : public JVFileEventerDelegate {
  public:

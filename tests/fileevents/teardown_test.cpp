@@ -19,11 +19,10 @@
 #include "support/temporary_folder.h"
 
 using jvtest::Recorder;
+using jvtest::write;
 namespace fs = std::filesystem;
 
 namespace {
-
-void write(const std::string& path) { std::ofstream(path) << "text"; }
 
 /// A signal from one thread to another.
 class Flag {

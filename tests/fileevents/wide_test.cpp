@@ -17,14 +17,12 @@
 
 using jv::watching::kLargeTree;
 using jv::watching::makeEventStream;
+using jvtest::Paths;
 using jvtest::Recorder;
+using jvtest::write;
 namespace fs = std::filesystem;
 
 namespace {
-
-using Paths = std::vector<std::string>;
-
-void write(const std::string& path) { std::ofstream(path) << "text"; }
 
 /// Whether this process watches some file system.
 bool watchesFileSystem() {
