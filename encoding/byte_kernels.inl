@@ -22,18 +22,40 @@ Vector load(const std::uint8_t* bytes) {
 
 Vector all(std::uint8_t byte) { return Vector{} + static_cast<std::int8_t>(byte); }
 
+/// The top bits of the bytes as a word, the first byte's lowest.
+#if JV_VECTOR_BYTES == 32
+std::uint32_t topBits(Vector vector) {
+  return static_cast<std::uint32_t>(_mm256_movemask_epi8(reinterpret_cast<__m256i>(vector)));
+}
+#elif defined(__SSE2__)
+std::uint32_t topBits(Vector vector) {
+  return static_cast<std::uint32_t>(_mm_movemask_epi8(reinterpret_cast<__m128i>(vector)));
+}
+#else
+#define JV_NO_TOP_BITS
+#endif
+
 /// Whether the top bit of any byte is set.
 bool anyTopBit(Vector vector) {
-#if JV_VECTOR_BYTES == 32
-  return _mm256_movemask_epi8(reinterpret_cast<__m256i>(vector)) != 0;
-#elif defined(__SSE2__)
-  return _mm_movemask_epi8(reinterpret_cast<__m128i>(vector)) != 0;
+#ifndef JV_NO_TOP_BITS
+  return topBits(vector) != 0;
 #else
   std::uint64_t words[kWidth / 8];
   std::memcpy(words, &vector, kWidth);
   std::uint64_t together = 0;
   for (const std::uint64_t word : words) together |= word;
   return (together & 0x8080808080808080) != 0;
+#endif
+}
+
+/// The place of the first byte whose top bit is set, of which there is one.
+std::size_t firstTopBit(Vector vector) {
+#ifndef JV_NO_TOP_BITS
+  return static_cast<std::size_t>(std::countr_zero(topBits(vector)));
+#else
+  std::size_t place = 0;
+  while (vector[place] >= 0) ++place;
+  return place;
 #endif
 }
 
@@ -52,31 +74,50 @@ Vector breaksUTF8(Vector text, Vector next, Vector nextButOne) {
   return leadAlone | fourByteLead | threeContinue;
 }
 
-/// The first position from @p from on from which @p marks has something to say within a vector, or within the last
-/// bytes that fill none.
+/// A place of a text, and whether what was looked for is there.
+struct Place {
+  std::size_t at;
+  bool isFound;
+};
+
+/// The first byte from @p from on that @p marks, or else the place from which on too few bytes are left for a vector.
 template <Vector (*marks)(Vector)>
-std::size_t skip(reference::Bytes text, std::size_t from) {
-  const std::uint8_t* bytes = text.data();
+Place find(reference::Bytes text, std::size_t from) {
   std::size_t at = from;
-  for (; text.size() - at >= kStride; at += kStride) {
-    const Vector found = marks(load(bytes + at)) | marks(load(bytes + at + kWidth)) |
-                         marks(load(bytes + at + 2 * kWidth)) | marks(load(bytes + at + 3 * kWidth));
-    if (anyTopBit(found)) break;
-  }
   for (; text.size() - at >= kWidth; at += kWidth) {
-    if (anyTopBit(marks(load(bytes + at)))) break;
+    const Vector found = marks(load(text.data() + at));
+    if (anyTopBit(found)) return {at + firstTopBit(found), true};
   }
-  return at;
+  return {at, false};
 }
 
-bool containsHighASCII(reference::Bytes text) { return reference::containsHighASCII(text, skip<highASCII>(text, 0)); }
+/// The same where it is expected to be far.
+template <Vector (*marks)(Vector)>
+Place findFar(reference::Bytes text, std::size_t from) {
+  std::size_t at = from;
+  for (; text.size() - at >= kStride; at += kStride) {
+    const std::uint8_t* here = text.data() + at;
+    prefetchAhead<kStride / 64>(here);
+    const Vector found =
+        marks(load(here)) | marks(load(here + kWidth)) | marks(load(here + 2 * kWidth)) | marks(load(here + 3 * kWidth));
+    if (anyTopBit(found)) break;
+  }
+  return find<marks>(text, at);
+}
+
+bool containsHighASCII(reference::Bytes text) {
+  const Place high = findFar<highASCII>(text, 0);
+  return high.isFound || reference::containsHighASCII(text, high.at);
+}
 
 std::size_t plainPrefix(reference::Bytes text, std::size_t from) {
-  return reference::plainPrefix(text, skip<notPlain>(text, from));
+  const Place end = findFar<notPlain>(text, from);
+  return end.isFound ? end.at : reference::plainPrefix(text, end.at);
 }
 
 std::size_t findLineBreak(reference::Bytes text, std::size_t from) {
-  return reference::findLineBreak(text, skip<lineBreak>(text, from));
+  const Place lineBreakFound = find<lineBreak>(text, from);
+  return lineBreakFound.isFound ? lineBreakFound.at : reference::findLineBreak(text, lineBreakFound.at);
 }
 
 bool isPossibleUTF16(reference::Bytes text) {
@@ -97,6 +138,7 @@ bool isPossibleUTF8(reference::Bytes text) {
   std::size_t at = 0;
   for (; text.size() - at >= kStride + kLookAhead; at += kStride) {
     const std::uint8_t* here = bytes + at;
+    prefetchAhead<kStride / 64>(here);
     const Vector any = load(here) | load(here + kWidth) | load(here + 2 * kWidth) | load(here + 3 * kWidth);
     if (!anyTopBit(any)) continue;
     const Vector broken = breaksUTF8At(here) | breaksUTF8At(here + kWidth) | breaksUTF8At(here + 2 * kWidth) |

@@ -1,10 +1,12 @@
 // For x86-64 processors with AVX2.
 #include <immintrin.h>
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
 #include "encoding/byte_kernels.h"
+#include "foundation/prefetch.h"
 #include "foundation/processor.h"
 
 #define JV_VECTOR_BYTES 32

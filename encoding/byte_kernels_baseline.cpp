@@ -1,4 +1,5 @@
 // For every processor of the architecture: SSE2 on x86-64, NEON on 64-bit Arm, whatever the compiler makes elsewhere.
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -7,6 +8,7 @@
 #endif
 
 #include "encoding/byte_kernels.h"
+#include "foundation/prefetch.h"
 
 #define JV_VECTOR_BYTES 16
 #define JV_KERNEL_NAME "baseline"

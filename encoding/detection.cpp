@@ -4,18 +4,31 @@
 #include <JorvaneFoundation/encoding/string_encodings.h>
 #include <JorvaneFoundation/foundation/NSURL.h>
 
-#include <algorithm>
-#include <iterator>
+#include <array>
+#include <type_traits>
 
 #include "encoding/detection_steps.h"
 
 namespace JVFoundation {
 namespace {
 
-constexpr JVSniffer kInitialSniffers[] = {
+constexpr auto kInitialSniffers = std::to_array<JVSniffer>({
 #include "encoding/initial_table.inl"
-};
-static_assert(std::size(kInitialSniffers) == jv::kNumberOfSniffers + 1);
+});
+using Rows = std::remove_const_t<decltype(kInitialSniffers)>;
+static_assert(std::tuple_size_v<Rows> == jv::kNumberOfSniffers + 1);
+
+jv::SnifferTable tableOf(Rows& rows) { return {rows.data(), jv::kNumberOfSniffers}; }
+
+/// What every detection begins with.
+const Rows& enabledRows() {
+  static const Rows enabled = [] {
+    Rows rows = kInitialSniffers;
+    jv::enableJapaneseAndUnicode(tableOf(rows));
+    return rows;
+  }();
+  return enabled;
+}
 
 }  // namespace
 
@@ -27,10 +40,8 @@ EncodingDetection detectEncoding(std::span<const std::uint8_t> text, EncodingDet
     return found;
   }
 
-  JVSniffer rows[std::size(kInitialSniffers)];
-  std::ranges::copy(kInitialSniffers, rows);
-  const jv::SnifferTable table = {rows, jv::kNumberOfSniffers};
-  jv::enableJapaneseAndUnicode(table);
+  Rows rows = enabledRows();
+  const jv::SnifferTable table = tableOf(rows);
   jv::SniffTrace trace;
   if (options.candidates) trace.candidates = &found.candidates;
   const std::int64_t result = jv::sniff(table, text, true, trace);

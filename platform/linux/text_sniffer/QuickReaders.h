@@ -28,6 +28,10 @@ struct PairClasses {
   KnownPairs known;
 };
 
+/// So many bytes the quick forms look at at once, and where a text has fewer left, those for encodings without states
+/// stop. The others then read character by character.
+constexpr std::size_t kQuickBytes = 66;
+
 /// The quick forms. They read on from @p at, where a character begins, and give the position where they stopped, at the
 /// beginning of another; the last character may end behind @p end.
 struct QuickReaders {

@@ -16,6 +16,7 @@ namespace jv::sniffing {
 namespace {
 
 constexpr std::size_t kBlock = 64;  // as many bytes as a word has bits
+static_assert(kQuickBytes == kBlock + 2);  // escape sequences begin anywhere in a block and have three bytes
 constexpr std::uint64_t kEvenPlaces = 0x5555555555555555;
 
 /// The bits below the lowest one of @p bits, which is not 0.
@@ -50,9 +51,10 @@ std::size_t readPairsAndSingles(const CodeTable& pairs, const PairClasses& table
                                 std::size_t end, std::uint64_t& features) {
   const Classes<kHasGap> classes(tables);
   std::uint64_t carried = 0;  // 1 when the block's first byte is the trail of the one before
-  // A pair may begin at a block's last place, so one byte behind the block is looked at too.
-  for (; at < end && at + kBlock < text.size(); at += kBlock) {
+  // A pair may begin at a block's last place, so a byte behind the block is looked at too.
+  for (; at < end && at + kQuickBytes <= text.size(); at += kBlock) {
     const std::uint8_t* bytes = text.data() + at;
+    prefetchAhead(bytes);
     const Block block = load(bytes);
     const std::uint64_t noSingle = classes.noSingles(block);
     if ((noSingle & ~carried) == 0) {
@@ -89,8 +91,9 @@ std::size_t readEightBit(const EightBitRules& rules, const PairClasses& classes,
 std::size_t readGraphicPairs(const CodeTable& pairs, const KnownPairs& knownPairs, Bytes text, std::size_t at,
                              std::size_t end, std::uint64_t& features) {
   const KnownGraphic known(knownPairs);
-  for (; at < end && at + kBlock < text.size(); at += kBlock) {
+  for (; at < end && at + kQuickBytes <= text.size(); at += kBlock) {
     const std::uint8_t* bytes = text.data() + at;
+    prefetchAhead(bytes);
     const Block block = load(bytes);
     // The pairs of which both bytes are graphic. Where to go on depends on them alone, unless one is wrong.
     const auto length = static_cast<unsigned>(std::countr_one(bits(isGraphic(block)))) & ~1U;
@@ -112,8 +115,10 @@ std::size_t readGraphicPairs(const CodeTable& pairs, const KnownPairs& knownPair
 
 /// Skips what is neither above 7F nor ESC, SO or SI.
 std::size_t skipPlain(Bytes text, std::size_t at, std::size_t end) {
-  for (; at < end && at + kBlock <= text.size(); at += kBlock) {
-    const Block block = load(text.data() + at);
+  for (; at < end && at + kQuickBytes <= text.size(); at += kBlock) {
+    const std::uint8_t* bytes = text.data() + at;
+    prefetchAhead(bytes);
+    const Block block = load(bytes);
     const std::uint64_t special = bits(isHigh(block) | is(block, kEscape) | isShift(block));
     if (special != 0) return at + static_cast<unsigned>(std::countr_zero(special));
   }
@@ -131,8 +136,9 @@ std::size_t readAlternating(const GraphicSet& usual, const KnownPairs& knownPair
   std::uint64_t restOfEscape = 0;
   std::uint64_t carried = 0;
 
-  for (; at < end && at + kBlock + 2 <= text.size(); at += kBlock) {
+  for (; at < end && at + kQuickBytes <= text.size(); at += kBlock) {
     const std::uint8_t* bytes = text.data() + at;
+    prefetchAhead(bytes);
     const Block block = load(bytes);
     const Block next = load(bytes + 1);
     const Block nextButOne = load(bytes + 2);

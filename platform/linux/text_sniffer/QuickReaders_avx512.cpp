@@ -5,6 +5,7 @@
 
 #include <bit>
 
+#include "foundation/prefetch.h"
 #include "foundation/processor.h"
 #include "platform/linux/text_sniffer/QuickReaders.h"
 

@@ -41,6 +41,29 @@ std::size_t skipPlain(Bytes text, std::size_t at, std::size_t end) {
   return at;
 }
 
+/// The last bytes of a text, fewer than the quick readers need, with zeros behind them: a character in every encoding
+/// and the second byte of none.
+class Tail {
+ public:
+  Tail(Bytes text, std::size_t at) : size_(text.size() - at) { std::memcpy(bytes_, text.data() + at, size_); }
+
+  [[nodiscard]] Bytes padded() const { return bytes_; }
+  [[nodiscard]] std::size_t size() const { return size_; }
+
+ private:
+  std::uint8_t bytes_[2 * kQuickBytes] = {};
+  std::size_t size_;
+};
+
+bool isTail(Bytes text, std::size_t at) { return text.size() - at < kQuickBytes; }
+
+/// Reads the valid characters at the front of a tail. Behind the last byte the reader may stop anywhere in the zeros.
+std::size_t readTail(const EightBitRules& rules, const QuickReaders& quick, Bytes text, std::size_t at,
+                     std::uint64_t& features) {
+  const Tail tail(text, at);
+  return at + std::min(tail.size(), quick.eightBit(rules, pairClassesOf(rules), tail.padded(), 0, tail.size(), features));
+}
+
 // Where the quick readers stopped, so many bytes are read one by one before they are asked again: in text of another
 // encoding they would stop at every other character.
 constexpr std::size_t kByItself = 64;
@@ -52,6 +75,7 @@ std::size_t scanEightBit(const EightBitRules& rules, const QuickReaders* quick, 
     std::size_t pause = end;
     if (quick != nullptr) {
       at = quick->eightBit(rules, pairClassesOf(rules), text, at, end, counts.features);
+      if (at < end && isTail(text, at)) at = readTail(rules, *quick, text, at, counts.features);
       pause = std::min(end, at + kByItself);
     }
     while (at < pause && counts.errors < errorLimit) {
@@ -66,9 +90,21 @@ std::size_t scanEightBit(const EightBitRules& rules, const QuickReaders* quick, 
   return at;
 }
 
+/// What is cut off by the end of the text is as wrong before zeros, and takes as many bytes.
+std::size_t readQuickly(const Iso2022Rules& rules, Iso2022State& state, const QuickReaders& quick, Bytes text,
+                        std::size_t at, std::size_t end, std::uint64_t errorLimit, Counts& counts) {
+  const auto read = [&](Bytes bytes, std::size_t from, std::size_t to) {
+    return quick.iso2022(rules, knownPairsOfSets(), state, bytes, from, to, errorLimit, counts);
+  };
+  if (!isTail(text, at)) at = read(text, at, std::min(end, text.size() - kQuickBytes + 1));
+  if (at >= end || counts.errors >= errorLimit) return at;
+  const Tail tail(text, at);
+  return at + std::min(tail.size(), read(tail.padded(), 0, end - at));
+}
+
 std::size_t scanIso2022(const Iso2022Rules& rules, Iso2022State& state, const QuickReaders* quick, Bytes text,
                         std::size_t at, std::size_t end, std::uint64_t errorLimit, Counts& total) {
-  if (quick != nullptr) return quick->iso2022(rules, knownPairsOfSets(), state, text, at, end, errorLimit, total);
+  if (quick != nullptr) return readQuickly(rules, state, *quick, text, at, end, errorLimit, total);
   Counts counts = total;
   while (at < end && counts.errors < errorLimit) {
     if (&state.active() == &kAsciiSet) {
