@@ -48,6 +48,16 @@ bool anyTopBit(Vector vector) {
 #endif
 }
 
+unsigned countTopBits(Vector vector) {
+#ifndef JV_NO_TOP_BITS
+  return static_cast<unsigned>(std::popcount(topBits(vector)));
+#else
+  unsigned count = 0;
+  for (std::size_t place = 0; place < kWidth; ++place) count += vector[place] < 0;
+  return count;
+#endif
+}
+
 /// The place of the first byte whose top bit is set, of which there is one.
 std::size_t firstTopBit(Vector vector) {
 #ifndef JV_NO_TOP_BITS
@@ -62,7 +72,9 @@ std::size_t firstTopBit(Vector vector) {
 // Each of these has the top bit of the bytes in question set, and says nothing with the other bits.
 Vector highASCII(Vector text) { return text | (text == all(0x1B)); }
 Vector notPlain(Vector text) { return highASCII(text) | ((text & all(0xFE)) == all(0x0E)); }
-Vector lineBreak(Vector text) { return (text == all(0x0A)) | (text == all(0x0D)); }
+Vector lineFeed(Vector text) { return text == all(0x0A); }
+Vector carriageReturn(Vector text) { return text == all(0x0D); }
+Vector lineBreak(Vector text) { return lineFeed(text) | carriageReturn(text); }
 Vector wideLineBreak(Vector text, Vector before) { return lineBreak(text) & (before == all(0x00)); }
 
 Vector breaksUTF8(Vector text, Vector next, Vector nextButOne) {
@@ -120,6 +132,17 @@ std::size_t findLineBreak(reference::Bytes text, std::size_t from) {
   return lineBreakFound.isFound ? lineBreakFound.at : reference::findLineBreak(text, lineBreakFound.at);
 }
 
+LineFeeds countLineFeeds(reference::Bytes text, unsigned enough) {
+  LineFeeds counted;
+  while (text.size() - counted.end >= kWidth && counted.count < enough) {
+    const Vector here = load(text.data() + counted.end);
+    if (anyTopBit(carriageReturn(here))) break;
+    counted.count += countTopBits(lineFeed(here));
+    counted.end += kWidth;
+  }
+  return counted;
+}
+
 bool isPossibleUTF16(reference::Bytes text) {
   const reference::Bytes window =
       text.first(text.size() < reference::kUTF16Window ? text.size() : reference::kUTF16Window);
@@ -151,8 +174,8 @@ bool isPossibleUTF8(reference::Bytes text) {
   return reference::isPossibleUTF8(text, at);
 }
 
-constexpr ByteKernels kKernels = {JV_KERNEL_NAME,    isPossibleUTF8, isPossibleUTF16,
-                                  containsHighASCII, plainPrefix,    findLineBreak};
+constexpr ByteKernels kKernels = {JV_KERNEL_NAME,    isPossibleUTF8, isPossibleUTF16, containsHighASCII,
+                                  plainPrefix,    findLineBreak,   countLineFeeds};
 
 }  // namespace
 }  // namespace jv

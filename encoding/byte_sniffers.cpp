@@ -34,12 +34,17 @@ bool containsHighASCII(const std::uint8_t* bytes, std::uint64_t length) noexcept
 }
 
 std::int64_t sniffLineBreakType(const std::uint8_t* bytes, std::int64_t length) noexcept {
-  constexpr int kEnough = 21;
+  constexpr unsigned kEnough = 21;
   const std::span text = bufferOf(bytes, length);
   const jv::ByteKernels& kernels = jv::byteKernels();
-  int counts[4] = {};  // by line-break type
+  unsigned counts[4] = {};  // by line-break type
 
-  for (std::size_t at = kernels.findLineBreak(text, 0); at < text.size();) {
+  // Nearly all text has line feeds alone, and then they are all there is to count.
+  const jv::LineFeeds lineFeeds = kernels.countLineFeeds(text, kEnough);
+  if (lineFeeds.count >= kEnough) return JVLineBreakTypeLF;
+  counts[JVLineBreakTypeLF] = lineFeeds.count;
+
+  for (std::size_t at = kernels.findLineBreak(text, lineFeeds.end); at < text.size();) {
     std::int64_t type = JVLineBreakTypeCR;
     std::size_t width = 1;
     if (text[at] == 0x0A) {

@@ -2,6 +2,7 @@
 
 #include <JorvaneFoundation/encoding/byte_sniffers.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -23,6 +24,10 @@ void holdKernels(const jv::ByteKernels& kernels, Bytes text, std::size_t from) {
   require(kernels.containsHighASCII(text) == reference::containsHighASCII(text), "containsHighASCII", name);
   require(kernels.plainPrefix(text, from) == reference::plainPrefix(text, from), "plainPrefix", name);
   require(kernels.findLineBreak(text, from) == reference::findLineBreak(text, from), "findLineBreak", name);
+  const jv::LineFeeds counted = kernels.countLineFeeds(text, 21);
+  const Bytes behind = text.first(counted.end);
+  require(counted.count == std::ranges::count(behind, 0x0A), "countLineFeeds", name);
+  require(std::ranges::count(behind, 0x0D) == 0, "countLineFeeds stops at carriage returns", name);
 }
 
 void holdExported(Bytes text) {

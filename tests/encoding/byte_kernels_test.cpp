@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <random>
 
@@ -22,6 +23,9 @@ void expectLikeReference(const ByteKernels& kernels, reference::Bytes text) {
   EXPECT_EQ(kernels.containsHighASCII(text), reference::containsHighASCII(text));
   EXPECT_EQ(kernels.plainPrefix(text, 0), reference::plainPrefix(text));
   EXPECT_EQ(kernels.findLineBreak(text, 0), reference::findLineBreak(text, 0));
+  const LineFeeds counted = kernels.countLineFeeds(text, 21);
+  EXPECT_EQ(counted.count, std::ranges::count(text.first(counted.end), 0x0A));
+  EXPECT_EQ(std::ranges::count(text.first(counted.end), 0x0D), 0);
 }
 
 /// Plain text with one or two bytes put in at @p at and behind: what decides is alone in its vector.
