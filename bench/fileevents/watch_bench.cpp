@@ -278,11 +278,14 @@ std::optional<double> timeOfWatchman(const std::string& folder) {
   return taken;
 }
 
-long residentBytes() {
-  long size = 0;
-  long resident = 0;
-  std::ifstream("/proc/self/statm") >> size >> resident;
-  return resident * sysconf(_SC_PAGESIZE);
+/// The memory that the process has for itself: heap and stacks, not the pages of programs and libraries.
+long ownBytes() {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;) {
+    long kilobytes = 0;
+    if (word == "RssAnon:" && status >> kilobytes) return kilobytes * 1024;
+  }
+  return 0;
 }
 
 void dropCaches() {
@@ -358,10 +361,10 @@ std::string measureSetUp(const jv::bench::Subject& subject, const Options& optio
 
 void measureMemory(const std::string& tree, double folders) {
   callLarge(kNeverLarge);
-  const long before = residentBytes();
+  const long before = ownBytes();
   const JVFileEventer watcher(std::make_shared<Recorder>(), {tree}, false);
   malloc_trim(0);
-  std::printf("memory %.1f bytes a folder\n", static_cast<double>(residentBytes() - before) / folders);
+  std::printf("memory %.1f bytes a folder\n", static_cast<double>(ownBytes() - before) / folders);
 }
 
 void measureLatency(const Options& options, int count) {

@@ -18,28 +18,39 @@ std::uint32_t hashOfWatch(int watch) { return static_cast<std::uint32_t>(watch) 
 
 }  // namespace
 
-void FolderTable::put(FolderId folder, std::uint32_t hash) {
-  std::size_t at = homeOf(hash);
-  while (places_[at] != kNoFolder) at = nextOf(at);
+template <bool kTags>
+void FolderTable<kTags>::put(std::size_t at, FolderId folder, std::uint32_t hash) {
   places_[at] = folder;
+  if (kTags) tags_[at] = static_cast<std::uint8_t>(hash);
 }
 
-void FolderTable::grow(const HashOf& hashOf) {
+template <bool kTags>
+void FolderTable<kTags>::putAnywhere(FolderId folder, std::uint32_t hash) {
+  std::size_t at = homeOf(hash);
+  while (places_[at] != kNoFolder) at = nextOf(at);
+  put(at, folder, hash);
+}
+
+template <bool kTags>
+void FolderTable<kTags>::grow(const HashOf& hashOf) {
   constexpr std::size_t kSmallest = 64;
-  std::vector<FolderId> before = std::exchange(
-      places_, std::vector<FolderId>(std::max(kSmallest, places_.size() + places_.size() / 2), kNoFolder));
+  const std::size_t size = std::max(kSmallest, places_.size() + places_.size() / 2);
+  const std::vector<FolderId> before = std::exchange(places_, std::vector<FolderId>(size, kNoFolder));
+  if (kTags) tags_ = std::vector<std::uint8_t>(size);
   for (const FolderId folder : before) {
-    if (folder != kNoFolder) put(folder, hashOf(folder));
+    if (folder != kNoFolder) putAnywhere(folder, hashOf(folder));
   }
 }
 
-void FolderTable::insert(FolderId folder, std::uint32_t hash, const HashOf& hashOf) {
+template <bool kTags>
+void FolderTable<kTags>::insert(FolderId folder, std::uint32_t hash, const HashOf& hashOf) {
   if ((count_ + 1) * 5 > places_.size() * 4) grow(hashOf);
-  put(folder, hash);
+  putAnywhere(folder, hash);
   ++count_;
 }
 
-void FolderTable::erase(FolderId folder, std::uint32_t hash, const HashOf& hashOf) {
+template <bool kTags>
+void FolderTable<kTags>::erase(FolderId folder, std::uint32_t hash, const HashOf& hashOf) {
   std::size_t gap = homeOf(hash);
   while (places_[gap] != folder) gap = nextOf(gap);
   // What follows without a gap moves up, unless it stands nearer to its home than the gap is.
@@ -47,8 +58,9 @@ void FolderTable::erase(FolderId folder, std::uint32_t hash, const HashOf& hashO
     return to >= from ? to - from : to + places_.size() - from;
   };
   for (std::size_t at = nextOf(gap); places_[at] != kNoFolder; at = nextOf(at)) {
-    if (distance(homeOf(hashOf(places_[at])), at) < distance(gap, at)) continue;
-    places_[gap] = places_[at];
+    const std::uint32_t other = hashOf(places_[at]);
+    if (distance(homeOf(other), at) < distance(gap, at)) continue;
+    put(gap, places_[at], other);
     gap = at;
   }
   places_[gap] = kNoFolder;

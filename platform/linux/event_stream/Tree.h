@@ -38,7 +38,9 @@ struct Folder {
   std::uint8_t flags = 0;
 };
 
-/// Places for folders that are found by a hash which is not kept. Linear probing; at most 4/5 full.
+/// Places for folders that are found by a hash. Linear probing; at most 4/5 full. Of the hash no more is kept than a
+/// byte, and that only with @p kTags: it spares a look at nearly all folders that are not meant.
+template <bool kTags>
 class FolderTable {
  public:
   using HashOf = std::function<std::uint32_t(FolderId)>;
@@ -49,7 +51,7 @@ class FolderTable {
   [[nodiscard]] FolderId find(std::uint32_t hash, Is is) const {
     if (places_.empty()) return kNoFolder;
     for (std::size_t at = homeOf(hash); places_[at] != kNoFolder; at = nextOf(at)) {
-      if (is(places_[at])) return places_[at];
+      if (hasTag(at, hash) && is(places_[at])) return places_[at];
     }
     return kNoFolder;
   }
@@ -57,10 +59,16 @@ class FolderTable {
  private:
   [[nodiscard]] std::size_t homeOf(std::uint32_t hash) const { return std::uint64_t{hash} * places_.size() >> 32; }
   [[nodiscard]] std::size_t nextOf(std::size_t at) const { return at + 1 == places_.size() ? 0 : at + 1; }
-  void put(FolderId folder, std::uint32_t hash);
+  // The highest bits of a hash lead to its place, so the lowest say something new.
+  [[nodiscard]] bool hasTag(std::size_t at, std::uint32_t hash) const {
+    return !kTags || tags_[at] == static_cast<std::uint8_t>(hash);
+  }
+  void put(std::size_t at, FolderId folder, std::uint32_t hash);
+  void putAnywhere(FolderId folder, std::uint32_t hash);
   void grow(const HashOf& hashOf);
 
   std::vector<FolderId> places_;
+  std::vector<std::uint8_t> tags_;  // of the same places
   std::size_t count_ = 0;
 };
 
@@ -136,8 +144,8 @@ class Tree {
   std::size_t nameBytes_ = 0;
   std::size_t lostNameBytes_ = 0;
 
-  FolderTable byName_;
-  FolderTable byWatch_;
+  FolderTable<true> byName_;
+  FolderTable<false> byWatch_;  // the kernel's numbers come out evenly spread
   std::unordered_multimap<int, FolderId> others_;  // that share a watch with one in byWatch_
 };
 
