@@ -5,18 +5,14 @@
 #include <algorithm>
 #include <array>
 
+#include "foundation/ascii.h"
+
 namespace jv {
 namespace {
 
 constexpr std::array<std::uint64_t, 5> kEnabled = {NSUTF8StringEncoding, NSISO2022JPStringEncoding,
                                                    NSJapaneseEUCStringEncoding, NSShiftJISStringEncoding,
                                                    NSUnicodeStringEncoding};
-
-/// ASCII letters only, whatever the process's locale.
-bool equalIgnoringCase(std::string_view a, std::string_view b) {
-  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-  return std::ranges::equal(a, b, {}, lower, lower);
-}
 
 /// The encoding of the first marked row, or null.
 const std::uint32_t* firstMarked(SnifferTable table) {
@@ -36,7 +32,7 @@ std::uint32_t coreEncodingOfResult(SnifferTable table, std::int64_t result, std:
 }  // namespace
 
 bool declaresItsEncoding(std::optional<std::string_view> extension) {
-  return !extension || equalIgnoringCase(*extension, "plist") || equalIgnoringCase(*extension, "xml");
+  return !extension || equalInEitherCase(*extension, "plist") || equalInEitherCase(*extension, "xml");
 }
 
 void enableJapaneseAndUnicode(SnifferTable table) {

@@ -1,10 +1,10 @@
 #include <JorvaneFoundation/foundation/NSURL.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <system_error>
 #include <utility>
 
+#include "foundation/ascii.h"
 #include "foundation/hexadecimal.h"
 
 namespace JVFoundation {
@@ -19,15 +19,9 @@ constexpr bool needsNoEscape(char c) {
   return isLetterOrDigit(c) || std::string_view("-._~!$&'()*+,;=:@/").find(c) != std::string_view::npos;
 }
 
-constexpr char lowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-constexpr bool equalsInEitherCase(std::string_view a, std::string_view b) {
-  return std::ranges::equal(a, b, {}, lowerCase, lowerCase);
-}
-
 /// Takes @p prefix from the front of @p text, if it is there.
 bool take(std::string_view& text, std::string_view prefix) {
-  if (!equalsInEitherCase(text.substr(0, prefix.size()), prefix)) return false;
+  if (!jv::equalInEitherCase(text.substr(0, prefix.size()), prefix)) return false;
   text.remove_prefix(prefix.size());
   return true;
 }
@@ -75,7 +69,7 @@ std::optional<NSURL> NSURL::URLWithString(std::string_view text) {
   text = text.substr(0, text.find_first_of("?#"));
   if (take(text, "//")) {
     const std::string_view host = text.substr(0, text.find('/'));
-    if (!host.empty() && !equalsInEitherCase(host, "localhost")) return std::nullopt;
+    if (!host.empty() && !jv::equalInEitherCase(host, "localhost")) return std::nullopt;
     text.remove_prefix(host.size());
   }
   if (!text.empty() && text.front() != '/') return std::nullopt;

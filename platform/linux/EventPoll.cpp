@@ -10,7 +10,7 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
-#include "platform/linux/ProcessDescriptor.h"
+#include "platform/linux/Descriptor.h"
 
 namespace jv {
 namespace {

@@ -1,4 +1,3 @@
-#include <cerrno>
 #include <cstdlib>
 #include <memory>
 #include <utility>
@@ -17,28 +16,32 @@ namespace {
 
 using watching::Group;
 using watching::Stream;
+using watching::Trouble;
 
 std::string workingFolder() {
   const std::unique_ptr<char, decltype(&std::free)> path(getcwd(nullptr, 0), std::free);
   return path ? path.get() : "";
 }
 
-std::optional<std::string> textOf(int trouble) {
+std::optional<std::string> textOf(Trouble trouble) {
   switch (trouble) {
-    case 0:
-      return std::nullopt;
-    case ENOSPC:
+    case Trouble::none:
+      break;
+    case Trouble::watchLimit:
       return "The limit of watched folders is reached; those beyond it are looked at every few seconds only. Raise the "
              "setting fs.inotify.max_user_watches, for example: sysctl fs.inotify.max_user_watches=1048576";
-    case EIO:
+    case Trouble::disk:
       return "Folders cannot be read, because of an error of their disk; they are looked at every few seconds.";
-    case EMFILE:
+    case Trouble::instanceLimit:
       return "No more folders can be watched; they are looked at every few seconds at best. Raise the setting "
              "fs.inotify.max_user_instances, for example: sysctl fs.inotify.max_user_instances=1024, or the limit of "
              "open files (ulimit -n).";
-    default:
+    case Trouble::noDescriptors:
+      return "Nothing is watched: the limit of open files is reached. Raise it (ulimit -n).";
+    case Trouble::noThread:
       return "Nothing is watched: the system refuses another thread. Raise the limit of processes (ulimit -u).";
   }
+  return std::nullopt;
 }
 
 /// In a forked child it does nothing: what is behind the descriptors is the parent's as well.
@@ -70,7 +73,10 @@ class KernelStream final : public JVPlatform::FSEventStream {
     delete this;
   }
 
-  [[nodiscard]] std::optional<std::string> problem() const override { return textOf(stream_->trouble); }
+  [[nodiscard]] std::optional<std::string> problem() const override {
+    if (isForkedChild()) return "Nothing is watched in a process that was forked: the watch is its parent's.";
+    return textOf(stream_->trouble);
+  }
 
  private:
   const std::shared_ptr<Stream> stream_;  // calls that wait in the queue hold it as well

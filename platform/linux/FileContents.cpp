@@ -12,8 +12,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/MappingGuard.h"
-#include "platform/linux/ProcessDescriptor.h"
 
 namespace jv {
 namespace {

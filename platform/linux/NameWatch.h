@@ -8,7 +8,7 @@
 
 #include <JorvaneFoundation/platform/RunLoopSource.h>
 
-#include "platform/linux/ProcessDescriptor.h"
+#include "platform/linux/Descriptor.h"
 
 namespace jv {
 

@@ -10,7 +10,7 @@
 #include <mutex>
 #include <vector>
 
-#include "platform/linux/ProcessDescriptor.h"
+#include "platform/linux/Descriptor.h"
 
 namespace jv {
 

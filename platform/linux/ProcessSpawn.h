@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 
-#include "platform/linux/ProcessDescriptor.h"
+#include "platform/linux/Descriptor.h"
 
 namespace jv {
 

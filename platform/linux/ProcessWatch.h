@@ -7,7 +7,7 @@
 #include <functional>
 #include <utility>
 
-#include "platform/linux/ProcessDescriptor.h"
+#include "platform/linux/Descriptor.h"
 
 namespace jv {
 

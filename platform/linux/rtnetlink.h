@@ -12,7 +12,7 @@
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 
-#include "platform/linux/ProcessDescriptor.h"
+#include "platform/linux/Descriptor.h"
 
 namespace jv {
 

@@ -5,7 +5,7 @@
 #include <cerrno>
 
 #include "foundation/utf8.h"
-#include "platform/linux/ProcessDescriptor.h"
+#include "platform/linux/Descriptor.h"
 
 namespace jv {
 namespace {

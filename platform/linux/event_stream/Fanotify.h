@@ -10,7 +10,7 @@
 
 #include <sys/fanotify.h>
 
-#include "platform/linux/ProcessDescriptor.h"
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/event_stream/Kernel.h"
 
 namespace jv::watching {

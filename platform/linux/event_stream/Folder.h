@@ -8,7 +8,7 @@
 #include <span>
 #include <string>
 
-#include "platform/linux/ProcessDescriptor.h"
+#include "platform/linux/Descriptor.h"
 
 namespace jv::watching {
 

@@ -78,7 +78,7 @@ bool Group::join(const std::shared_ptr<Stream>& stream) {
         (*own)->run();
       };
       if (!startThread("jv-files", entry, held.get())) {
-        stream->trouble = EAGAIN;
+        stream->trouble = Trouble::noThread;
         return false;
       }
       static_cast<void>(held.release());  // the thread's
@@ -86,8 +86,8 @@ bool Group::join(const std::shared_ptr<Stream>& stream) {
     }
     group = process().group;
     ++group->members_;
-  } catch (const std::system_error&) {  // no descriptor left
-    stream->trouble = EMFILE;
+  } catch (const std::system_error&) {
+    stream->trouble = Trouble::noDescriptors;
     return false;
   }
   stream->group = group;
@@ -172,7 +172,7 @@ void Group::takeIn(const std::shared_ptr<Stream>& stream) {
   streams_.push_back(stream);
   orphans_.clear();  // they are of the time before
   stream->begin = Moment::now();
-  if (!kernel_.isOpen()) stream->trouble = EMFILE;
+  if (!kernel_.isOpen()) stream->trouble = Trouble::instanceLimit;
   stream->number = ++joined_;
   const auto job = newJob(kNoFolder);
   job->open = 1;

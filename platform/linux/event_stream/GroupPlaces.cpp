@@ -203,9 +203,9 @@ void Group::leaveInside(FolderId folder) {
 /// Tells the streams concerned that a folder is not watched.
 void Group::cannotWatch(FolderId folder, int error) {
   if (error == EACCES) return;  // what may not be read is nobody's trouble
+  const Trouble trouble = error == ENOSPC ? Trouble::watchLimit : error == EIO ? Trouble::disk : Trouble::instanceLimit;
   for (; folder != kNoFolder; folder = tree_[folder].parent) {
     if (!tree_.has(folder, kRoot)) continue;
-    const int trouble = error == ENOSPC || error == EIO ? error : EMFILE;
     for (const Root* const root : rootsAt_.at(folder)) root->stream->trouble = trouble;
   }
 }

@@ -74,7 +74,7 @@ void Group::lookAround() {
     const auto taken = Clock::now() - now;
     lookAt_ = Clock::now() + std::max<Clock::duration>(kLookInterval, taken * kLookShare);
     if (unwatched_.empty() && kernel_.isOpen()) {
-      for (const auto& stream : streams_) stream->trouble = 0;
+      for (const auto& stream : streams_) stream->trouble = Trouble::none;
     }
     poll_.wake();
   });

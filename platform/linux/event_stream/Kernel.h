@@ -6,7 +6,7 @@
 
 #include <sys/inotify.h>
 
-#include "platform/linux/ProcessDescriptor.h"
+#include "platform/linux/Descriptor.h"
 
 namespace jv::watching {
 

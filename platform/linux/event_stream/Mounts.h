@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/ProcessDescriptor.h"
+#include "platform/linux/Descriptor.h"
 
 namespace jv::watching {
 

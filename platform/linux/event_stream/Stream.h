@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -31,6 +32,16 @@ struct Moment {
 
   Stamp system;
   Clock::time_point steady;
+};
+
+/// Why folders are not watched.
+enum class Trouble : std::uint8_t {
+  none,
+  watchLimit,     ///< too many are
+  instanceLimit,  ///< the kernel makes no instance, or gives no watch for some other reason
+  disk,           ///< they cannot be read
+  noDescriptors,  ///< of the stream: it never began
+  noThread,       ///< of the stream likewise
 };
 
 class Group;
@@ -75,9 +86,7 @@ struct Stream {
   std::uint64_t number = 0;  ///< from 1 on, in the order in which streams joined
   bool isReady = false;      ///< its folders are watched
 
-  // Why folders are not watched, as an errno; 0: they are. ENOSPC, EMFILE and EAGAIN: no watch, instance or thread
-  // left.
-  std::atomic<int> trouble{0};
+  std::atomic<Trouble> trouble{Trouble::none};
 };
 
 }  // namespace jv::watching
