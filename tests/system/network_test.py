@@ -4,33 +4,20 @@ import json
 import os
 import pathlib
 import subprocess
-import sys
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
-import namespaces  # noqa: E402
-from listening import Listening, eventually  # noqa: E402
-from namespaces import ip  # noqa: E402
+from support import JV, SANITIZED, facts, main
+from listening import Listening, eventually
+from namespaces import enter, ip
 
-namespaces.enter()
-JV = os.path.abspath(sys.argv.pop(1))
-SANITIZED = "sanitized" in sys.argv and bool(sys.argv.pop())
-
+enter()
 ADDRESS = "JVIPAddressChanged"
 NAME = "JVComputerNameChanged"
 
 
-def fact(name):
-    """A line of `jv info` as (value, origin)."""
-    output = subprocess.run([JV, "info", "--json"], capture_output=True, check=True).stdout
-    for line in map(json.loads, output.splitlines()):
-        if line.get("fact") == name:
-            return line["value"], line["origin"]
-    raise AssertionError(f"no {name}")
-
-
 def state():
-    return f"{fact('network interface')[0]}:{fact('IP address')[0]}"
+    found = facts()
+    return f"{found['network interface'][0]}:{found['IP address'][0]}"
 
 
 def operational(interface):
@@ -130,6 +117,10 @@ class Names(unittest.TestCase):
             temporary.write_text(text, encoding="utf-8")
             temporary.rename(path)
 
+        def name(text):
+            subprocess.run(["hostname", text], check=True)
+
+        kernel = "kernel's host name"
         steps = [
             ("a name for people", lambda: replace(info, 'PRETTY_HOSTNAME="Renée\'s Box"\n'), "Renée's Box",
              "/etc/machine-info"),
@@ -138,20 +129,19 @@ class Names(unittest.TestCase):
              None, None),
             ("taken back", info.unlink, "static", "/etc/hostname"),
             ("written in place", lambda: static.write_text("other\n", encoding="utf-8"), "other", "/etc/hostname"),
-            ("the kernel's behind it", lambda: subprocess.run(["hostname", "kernel1"], check=True), None, None),
-            ("no host name", static.unlink, "kernel1", "kernel's host name"),
-            ("the kernel's", lambda: subprocess.run(["hostname", "kernel2.example.org"], check=True), "kernel2",
-             "kernel's host name"),
-            ("again", lambda: subprocess.run(["hostname", "kernel3"], check=True), "kernel3", "kernel's host name"),
-            ("one that says nothing", lambda: subprocess.run(["hostname", "localhost"], check=True), "Computer", None),
+            ("the kernel's behind it", lambda: name("kernel1"), None, None),
+            ("no host name", static.unlink, "kernel1", kernel),
+            ("the kernel's", lambda: name("kernel2.example.org"), "kernel2", kernel),
+            ("again", lambda: name("kernel3"), "kernel3", kernel),
+            ("one that says nothing", lambda: name("localhost"), "Computer", None),
         ]
         with Listening(JV) as listening:
             for why, change, told, origin in steps:
                 change()
                 if told:
                     self.assertEqual(listening.next(), (NAME, told), why)
-                    self.assertEqual(fact("computer name"), (told, origin), why)
+                    self.assertEqual(facts()["computer name"], (told, origin), why)
             self.assertEqual(listening.waiting(), [])
 
 
-unittest.main()
+main()

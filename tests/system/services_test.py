@@ -1,24 +1,18 @@
 """services_test.py JV: `jv info` and `jv listen` with the desktop's services on private buses."""
 
-import json
 import os
 import pathlib
 import queue
-import subprocess
-import sys
+import signal
 import tempfile
 import time
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
-from buses import ACCOUNTS, LOGIN, Bus  # noqa: E402  skips the test where there can be none
-from listening import Listening, eventually  # noqa: E402
-import dbus  # noqa: E402
-import dbus.lowlevel  # noqa: E402
-
-JV = os.path.abspath(sys.argv.pop(1))
-if "sanitized" in sys.argv:
-    sys.argv.remove("sanitized")
+from support import JV, facts, main
+from buses import ACCOUNTS, LOGIN, Bus  # skips the test where there can be none
+from listening import Listening, eventually
+import dbus
+import dbus.lowlevel
 
 for name in ("XDG_SESSION_ID", "XDG_SESSION_TYPE", "DISPLAY", "WAYLAND_DISPLAY", "XDG_CONFIG_HOME"):
     os.environ.pop(name, None)
@@ -26,16 +20,6 @@ for name in ("XDG_SESSION_ID", "XDG_SESSION_TYPE", "DISPLAY", "WAYLAND_DISPLAY",
 SESSION = LOGIN + ".Session"
 ACTIVE = ("JVUserDidBecomeActive", "active")
 MINE, OTHER = os.getuid(), os.getuid() + 1
-
-
-def facts():
-    """All of `jv info` as value and origin by name, and the seconds that it took."""
-    start = time.monotonic()
-    done = subprocess.run([JV, "info", "--json"], capture_output=True, timeout=60, check=True)
-    seconds = time.monotonic() - start
-    assert done.stderr == b"", done.stderr
-    lines = map(json.loads, done.stdout.splitlines())
-    return {line["fact"]: (line["value"], line["origin"]) for line in lines if "fact" in line}, seconds
 
 
 class Services(unittest.TestCase):
@@ -55,14 +39,18 @@ class Services(unittest.TestCase):
     def update(self, session, properties):
         self.system.mock(LOGIN, f"/org/freedesktop/login1/session/{session}").UpdateProperties(SESSION, properties)
 
-    def activate(self, session, active):
-        self.update(session, {"Active": active})
+    def activate(self, session, *states):
+        for active in states:
+            self.update(session, {"Active": active})
+
+    def expect_told_once(self, listening):
+        self.assertEqual(listening.next(), ACTIVE)
+        self.assertEqual(listening.waiting(), [])
 
     def join(self, listening, session):
         """Switches back and forth until it is heard, and takes what came of it."""
         def heard():
-            self.activate(session, False)
-            self.activate(session, True)
+            self.activate(session, False, True)
             try:
                 return listening.next(timeout=0.1) == ACTIVE
             except queue.Empty:
@@ -72,37 +60,38 @@ class Services(unittest.TestCase):
 
     def test_name_and_address_of_the_account(self):
         self.system.serve_accounts("Ada Lovelace", "ada@example.org")
-        found, _ = facts()
+        found = facts()
         self.assertEqual(found["user name"], ("Ada Lovelace", "accounts service"))
         self.assertEqual(found["user e-mail"], ("ada@example.org", "accounts service"))
 
     def test_the_own_card_where_the_account_has_no_address(self):
         self.system.serve_accounts("", "")
-        self.assertEqual(facts()[0]["user e-mail"], (None, None))
+        self.assertEqual(facts()["user e-mail"], (None, None))
         card = pathlib.Path(self.folder, ".config/JorvaneFoundation/me.vcf")
         card.parent.mkdir(parents=True)
         card.write_text("BEGIN:VCARD\nEMAIL:a@example.org\nEMAIL;PREF=1:b@example.org\nEND:VCARD\n", encoding="utf-8")
-        self.assertEqual(facts()[0]["user e-mail"], ("b@example.org", "the user's own card"))
+        self.assertEqual(facts()["user e-mail"], ("b@example.org", "the user's own card"))
 
     def test_nothing_waits_for_services_that_are_silent_or_gone(self):
-        fixed, seconds = facts()
-        self.assertLess(seconds, 10)
+        def quick_facts():
+            start = time.monotonic()
+            found = facts()
+            self.assertLess(time.monotonic() - start, 10)
+            return found
+
+        fixed = quick_facts()
         for name in (ACCOUNTS, LOGIN):
             self.system.serve(name, "/", "org.example.Nothing")
             self.system.wait_for(name)
-        self.assertEqual(facts()[0], fixed, "services without the objects")
+        self.assertEqual(quick_facts(), fixed, "services without the objects")
         for service in self.system.services:
-            os.kill(service.pid, 19)  # SIGSTOP
-        found, seconds = facts()
-        self.assertEqual(found, fixed)
-        self.assertLess(seconds, 10)
-        os.kill(self.system.daemon.pid, 19)
-        found, seconds = facts()
-        self.assertEqual(found, fixed, "a bus that lets nobody in")
-        self.assertLess(seconds, 10)
-        os.kill(self.system.daemon.pid, 18)  # SIGCONT
+            service.send_signal(signal.SIGSTOP)
+        self.assertEqual(quick_facts(), fixed, "services that are silent")
+        self.system.daemon.send_signal(signal.SIGSTOP)
+        self.assertEqual(quick_facts(), fixed, "a bus that lets nobody in")
+        self.system.daemon.send_signal(signal.SIGCONT)
         self.system.stop()
-        self.assertEqual(facts()[0], fixed, "no bus")
+        self.assertEqual(quick_facts(), fixed, "no bus")
         self.system.start()
 
     def test_idle_time_of_the_compositor(self):
@@ -111,11 +100,11 @@ class Services(unittest.TestCase):
         self.session.serve(name, path, name)
         self.session.wait_for(name)
         self.session.mock(name, path).AddMethod(name, "GetIdletime", "", "t", "ret = dbus.UInt64(5000000)")
-        self.assertEqual(facts()[0]["idle seconds"], (None, None), "not in a session of Wayland")
+        self.assertEqual(facts()["idle seconds"], (None, None), "not in a session of Wayland")
         for variable, value in (("WAYLAND_DISPLAY", "wayland-0"), ("XDG_SESSION_TYPE", "wayland")):
             os.environ[variable] = value
             self.addCleanup(os.environ.pop, variable, None)
-            self.assertEqual(facts()[0]["idle seconds"], (5000.0, "compositor's idle monitor"))
+            self.assertEqual(facts()["idle seconds"], (5000.0, "compositor's idle monitor"))
             del os.environ[variable]
 
     def test_idle_hint_of_the_session(self):
@@ -124,9 +113,9 @@ class Services(unittest.TestCase):
         self.addCleanup(os.environ.pop, "XDG_SESSION_ID")
         moment = dbus.UInt64(time.clock_gettime_ns(time.CLOCK_MONOTONIC) // 1000 - 100_000_000)
         self.update("c1", {"IdleHint": False, "IdleSinceHintMonotonic": moment})
-        self.assertEqual(facts()[0]["idle seconds"], (None, None), "not idle: the moment is that of the last input")
+        self.assertEqual(facts()["idle seconds"], (None, None), "not idle: the moment is that of the last input")
         self.update("c1", {"IdleHint": True, "IdleSinceHintMonotonic": moment})
-        value, origin = facts()[0]["idle seconds"]
+        value, origin = facts()["idle seconds"]
         self.assertEqual(origin, "session manager's idle hint")
         self.assertGreaterEqual(value, 100)
         self.assertLess(value, 200)
@@ -142,16 +131,12 @@ class Services(unittest.TestCase):
                 environment = {**os.environ, **({"XDG_SESSION_ID": variable} if variable else {})}
                 with Listening(JV, env=environment) as listening:
                     self.join(listening, "c2")
-                    self.activate("c1", False)
-                    self.activate("c1", True)
+                    self.activate("c1", False, True)
                     self.activate("c2", False)
                     self.update("c2", {"LockedHint": True})
-                    self.activate("c2", True)
-                    self.activate("c2", True)
-                    self.activate("c2", False)
-                    self.activate("c2", True)
-                    self.assertEqual([listening.next(), listening.next()], [ACTIVE, ACTIVE])
-                    self.assertEqual(listening.waiting(), [])
+                    self.activate("c2", True, True, False, True)
+                    self.assertEqual(listening.next(), ACTIVE)
+                    self.expect_told_once(listening)
 
     def test_a_bus_whose_folder_comes_later_is_joined(self):
         self.system.stop()
@@ -181,16 +166,13 @@ class Services(unittest.TestCase):
             for listener in listeners:
                 for active in (False, True, False, True):
                     forge(listener, active)
-            self.activate("c1", False)
-            self.activate("c1", True)
-            self.assertEqual(listening.next(), ACTIVE)
-            self.assertEqual(listening.waiting(), [])
+            self.activate("c1", False, True)
+            self.expect_told_once(listening)
             self.activate("c1", False)
             for listener in listeners:
                 forge(listener, True)
             self.activate("c1", True)
-            self.assertEqual(listening.next(), ACTIVE)
-            self.assertEqual(listening.waiting(), [])
+            self.expect_told_once(listening)
 
     def test_services_and_buses_that_come_later_and_go_are_joined_again(self):
         self.system.stop()
@@ -213,4 +195,4 @@ class Services(unittest.TestCase):
             self.system.start()
 
 
-unittest.main()
+main()

@@ -7,14 +7,10 @@ import pty
 import random
 import re
 import subprocess
-import sys
-import tempfile
 import threading
 import unittest
 
-JV = os.path.abspath(sys.argv.pop(1))
-SANITIZED = "sanitized" in sys.argv and bool(sys.argv.pop())
-BOUND = 60  # seconds, for whatever ought to end by itself
+from support import BOUND, JV, SANITIZED, ToolTest, jv
 
 TEXT = "日本語のテキスト\n"
 UNKNOWN = 0xFFFFFFFF
@@ -33,20 +29,11 @@ SAMPLES = {
 }
 
 
-def jv(*arguments, input=b"", **options):
-    return subprocess.run([JV, *arguments], input=input, capture_output=True, timeout=BOUND, check=False, **options)
-
-
-class Encoding(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-
+class Encoding(ToolTest):
     def write(self, name, contents=b"text\n"):
-        path = os.path.join(os.fsencode(self.folder), os.fsencode(name))
-        os.makedirs(os.path.dirname(path), exist_ok=True)
-        pathlib.Path(os.fsdecode(path)).write_bytes(contents)
+        path = self.folder / os.fsdecode(name)
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(contents)
 
     def encoding(self, *arguments, status=0, **options):
         """Standard output of `jv encoding` in the folder, and standard error."""
@@ -54,20 +41,19 @@ class Encoding(unittest.TestCase):
         self.assertEqual(result.returncode, status, result)
         return result.stdout, result.stderr
 
-    def write_samples(self):
+    def answering(self, *arguments, **options):
+        """A running `jv encoding` that is told names, one a line, and answers."""
+        return subprocess.Popen([JV, "encoding", *arguments, "--files-from", "-"], stdin=subprocess.PIPE,
+                                **{"stdout": subprocess.PIPE, "cwd": self.folder, **options})
+
+    def test_prints_a_line_or_an_object_a_file(self):
         for name, (contents, *_) in SAMPLES.items():
             self.write(name, contents)
-
-    def test_prints_a_line_a_file(self):
-        self.write_samples()
         output, errors = self.encoding("-l", *SAMPLES)
         expected = [f"{name}: {encoding} ({number}), {breaks}"
                     for name, (_, encoding, number, breaks, _) in SAMPLES.items()]
         self.assertEqual(output.decode().splitlines(), expected)
         self.assertEqual(errors, b"")
-
-    def test_prints_an_object_a_line(self):
-        self.write_samples()
         output, _ = self.encoding("--json", "--line-breaks", "--explain", *SAMPLES)
         for line, (name, sample) in zip(output.splitlines(), SAMPLES.items(), strict=True):
             found = json.loads(line)
@@ -87,11 +73,9 @@ class Encoding(unittest.TestCase):
 
     def test_reads_standard_input(self):
         self.assertEqual(self.encoding("-", input=TEXT.encode("euc_jp"))[0], b"-: EUC-JP (3)\n")
-        with open(self.folder + "/large", "wb") as file:
-            file.write(b"a" * 5_000_000 + TEXT.encode("euc_jp"))
-        with open(self.folder + "/large", "rb") as file:
-            result = subprocess.run([JV, "encoding", "-"], stdin=file, capture_output=True, timeout=BOUND, check=True)
-        self.assertEqual(result.stdout, b"-: EUC-JP (3)\n")
+        self.write("large", b"a" * 5_000_000 + TEXT.encode("euc_jp"))
+        with open(self.folder / "large", "rb") as file:
+            self.assertEqual(self.encoding("-", stdin=file)[0], b"-: EUC-JP (3)\n")
 
     def test_odd_names_keep_to_their_line_and_come_back(self):
         names = [b"two\nlines", b"colour\x1b[31m", b"\xc6\xfc\xcb\xdc", b" blank", b"quote'back\\slash\t", b"[a,b]",
@@ -114,7 +98,7 @@ class Encoding(unittest.TestCase):
 
     def test_unreadable_files_get_a_line_a_complaint_and_status_1(self):
         self.write("a")
-        os.mkdir(self.folder + "/folder")
+        os.mkdir(self.folder / "folder")
         output, errors = self.encoding("missing", "a", "folder", "", status=1)
         unknown = f"unknown ({UNKNOWN})"
         self.assertEqual(output.decode().splitlines(),
@@ -125,32 +109,24 @@ class Encoding(unittest.TestCase):
 
     def test_property_lists_and_xml_are_unknown_without_being_opened(self):
         self.write("a.PLIST")
-        os.mkfifo(self.folder + "/pipe.xml")
+        os.mkfifo(self.folder / "pipe.xml")
         output, _ = self.encoding("--json", "a.PLIST", "pipe.xml")
         self.assertEqual([json.loads(line)["rule"] for line in output.splitlines()], ["declares-itself"] * 2)
 
     def test_walks_folders_but_follows_no_links(self):
         self.write("top/a")
         self.write("top/deep/er/b")
-        os.mkfifo(self.folder + "/top/pipe")
-        os.symlink("..", self.folder + "/top/deep/cycle")
-        os.symlink("a", self.folder + "/top/link")
-        os.symlink("top", self.folder + "/named")
+        os.mkfifo(self.folder / "top/pipe")
+        for link, target in ("top/deep/cycle", ".."), ("top/link", "a"), ("named", "top"):
+            os.symlink(target, self.folder / link)
         self.assertEqual(sorted(self.encoding("-r", "top")[0].splitlines()),
                          [b"top/a: ASCII (1)", b"top/deep/er/b: ASCII (1)"])
         self.assertEqual(len(self.encoding("-r", "named", "top/a")[0].splitlines()), 3)
 
     def test_walks_more_levels_than_it_may_open_files(self):
-        folder, depth = self.folder, 0
-        os.chdir(folder)
-        self.addCleanup(os.chdir, "/")
-        for depth in range(300):
-            os.mkdir("d")
-            os.chdir("d")
-        pathlib.Path("leaf").write_text("text")
-        os.chdir(folder)
+        self.write("d/" * 300 + "leaf")
         limited = ["sh", "-c", 'ulimit -n 64; exec "$0" "$@"', JV, "encoding", "-r", "d"]
-        found = subprocess.run(limited, stdout=subprocess.PIPE, check=True, timeout=BOUND).stdout
+        found = subprocess.run(limited, stdout=subprocess.PIPE, check=True, timeout=BOUND, cwd=self.folder).stdout
         self.assertTrue(found.endswith(b"d/leaf: ASCII (1)\n"))
 
     def test_complains_about_a_folder_that_it_may_not_read_and_goes_on(self):
@@ -158,8 +134,8 @@ class Encoding(unittest.TestCase):
             self.skipTest("root may read everything")
         self.write("top/closed/a")
         self.write("top/b")
-        os.chmod(self.folder + "/top/closed", 0)
-        self.addCleanup(os.chmod, self.folder + "/top/closed", 0o700)
+        os.chmod(self.folder / "top/closed", 0)
+        self.addCleanup(os.chmod, self.folder / "top/closed", 0o700)
         output, _ = self.encoding("-r", "top", status=1)
         self.assertEqual(len(output.splitlines()), 2)
 
@@ -180,8 +156,7 @@ class Encoding(unittest.TestCase):
     def test_answers_while_the_list_goes_on(self):
         self.write("a")
         for threads in ("-j1", "-j2"):
-            with subprocess.Popen([JV, "encoding", threads, "--files-from", "-"], stdin=subprocess.PIPE,
-                                  stdout=subprocess.PIPE, cwd=self.folder) as process:
+            with self.answering(threads) as process:
                 for _ in range(3):
                     process.stdin.write(b"a\n")
                     process.stdin.flush()
@@ -205,8 +180,7 @@ class Encoding(unittest.TestCase):
 
         def peak(count):
             """The most memory in kilobytes that it used up to the last of so many answers."""
-            with subprocess.Popen([JV, "encoding", "-j2", "--files-from", "-"], stdin=subprocess.PIPE,
-                                  stdout=subprocess.PIPE, cwd=self.folder) as process:
+            with self.answering("-j2") as process:
                 feeder = threading.Thread(target=lambda: (process.stdin.write(b"a\n" * count), process.stdin.flush()))
                 feeder.start()
                 for _ in range(count):
@@ -221,26 +195,20 @@ class Encoding(unittest.TestCase):
 
     def test_output_that_cannot_be_written(self):
         self.write("list", b"list\n" * 100_000)
-        with open("/dev/full", "wb") as full:
-            result = subprocess.run([JV, "encoding", "list"], cwd=self.folder, stdout=full, stderr=subprocess.PIPE,
-                                    timeout=BOUND, check=False)
-        self.assertEqual(result.returncode, 3)
-        self.assertIn(b"No space", result.stderr)
+        self.expect_complaint_when_nobody_reads("encoding", "list", cwd=self.folder)
         for disposition in ("", "trap '' PIPE; "):
             for threads in ("-j1", "-j2"):
                 script = f"{disposition}\"$0\" encoding {threads} --files-from list | head -n 1"
                 result = subprocess.run(["sh", "-c", script, JV], cwd=self.folder, capture_output=True, timeout=BOUND,
                                         check=False)
-                self.assertEqual(result.stdout, b"list: ASCII (1)\n")
-                self.assertEqual(result.stderr, b"")
+                self.assertEqual((result.stdout, result.stderr), (b"list: ASCII (1)\n", b""))
 
     def test_progress_shows_on_a_terminal_only(self):
         self.write("a")
         names = b"a\n" * 100_000
         for threads in ("-j1", "-j2"):
             controller, terminal = pty.openpty()
-            with subprocess.Popen([JV, "encoding", threads, "--files-from", "-"], stdin=subprocess.PIPE, stderr=terminal,
-                                  stdout=subprocess.DEVNULL, cwd=self.folder) as process:
+            with self.answering(threads, stdout=subprocess.DEVNULL, stderr=terminal) as process:
                 os.close(terminal)
                 shown = b""
                 try:
@@ -260,18 +228,5 @@ class Encoding(unittest.TestCase):
             self.assertTrue(shown.endswith(b"\r\x1b[K"), shown)
         self.assertEqual(self.encoding("--files-from", "-", input=names)[1], b"")
 
-    def test_bad_usage_is_status_2(self):
-        for arguments in ([], ["--no-such-option", "a"], ["-j", "x", "a"], ["-j", "-1", "a"],
-                          ["-", "--files-from", "-"]):
-            self.assertEqual(self.encoding(*arguments, status=2)[0], b"")
-        self.assertEqual(jv().returncode, 2)
-        self.assertEqual(jv("no-such-command").returncode, 2)
 
-    def test_help_and_version(self):
-        self.assertIn(b"encoding", jv("--help").stdout)
-        self.assertIn(b"--files-from", jv("encoding", "--help").stdout)
-        self.assertRegex(jv("--version").stdout, rb"^jv 1\.0\.0\n$")
-
-
-if __name__ == "__main__":
-    unittest.main()
+unittest.main()

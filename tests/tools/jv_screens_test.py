@@ -3,20 +3,15 @@ started."""
 
 import json
 import os
-import pathlib
 import pty
 import subprocess
 import sys
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
+from support import ToolTest, jv
+from processes import Missing
+from x_server import XServer
 
-from processes import BOUND, Missing  # noqa: E402
-from x_server import XServer  # noqa: E402
-
-JV = os.path.abspath(sys.argv.pop(1))
-if "sanitized" in sys.argv:
-    sys.argv.remove("sanitized")
 # Two side by side with tops in line, and a narrow one below the first.
 MONITORS = "1440x900+0+0", "1920x1080+1440+0", "400x400+0+900"
 LINES = [
@@ -43,14 +38,12 @@ MAP = """\
 """
 
 
-class Screens(unittest.TestCase):
-    environment = {}
+class Screens(ToolTest):
+    environment = {name: value for name, value in os.environ.items()
+                   if name not in ("DISPLAY", "WAYLAND_DISPLAY", "LC_ALL", "LC_CTYPE", "LANG")}
 
     def run_jv(self, *arguments, stdout=subprocess.PIPE, **environment):
-        clean = {name: value for name, value in os.environ.items()
-                 if name not in ("DISPLAY", "WAYLAND_DISPLAY", "LC_ALL", "LC_CTYPE", "LANG")}
-        return subprocess.run([JV, "screens", *arguments], stdout=stdout, stderr=subprocess.PIPE, text=True,
-                              timeout=BOUND, check=False, env={**clean, **self.environment, **environment})
+        return jv("screens", *arguments, stdout=stdout, text=True, env={**self.environment, **environment})
 
     def test_lines(self):
         result = self.run_jv()
@@ -102,25 +95,17 @@ class Screens(unittest.TestCase):
         self.assertIn(" 1280x1024 ", lines[len(lines) // 2])
 
     def test_no_display(self):
-        result = subprocess.run([JV, "screens", "--at", "1,1"], env={"DISPLAY": ":no\x1b"}, capture_output=True, text=True, timeout=BOUND,
-                                check=False)
-        self.assertEqual((result.returncode, result.stdout), (1, ""))
-        self.assertIn("no display; WAYLAND_DISPLAY is not set; DISPLAY is $':no\\033'\n", result.stderr)
-
-    def test_usage(self):
-        for at in "", "1", "1,", ",1", "1,2,3", "1;2", "a,b", "nan,1", "1,inf", "0x10,1", "1 ,2", "1e999,0":
-            with self.subTest(at):
-                result = self.run_jv("--at", at)
-                self.assertEqual((result.returncode, result.stdout), (2, ""))
+        result = jv("screens", "--at", "1,1", env={"DISPLAY": ":no\x1b"})
+        self.assertEqual((result.returncode, result.stdout), (1, b""))
+        self.assertIn(b"no display; WAYLAND_DISPLAY is not set; DISPLAY is $':no\\033'\n", result.stderr)
 
     def test_output_that_nobody_takes(self):
-        with open("/dev/full", "wb") as full:
-            self.assertEqual(self.run_jv(stdout=full).returncode, 3)
+        self.expect_complaint_when_nobody_reads("screens", env=self.environment)
 
 
 try:
     with XServer(*MONITORS) as server:
-        Screens.environment = server.environment
+        Screens.environment.update(server.environment)
         unittest.main()
 except Missing as missing:
     print(missing)

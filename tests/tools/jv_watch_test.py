@@ -5,15 +5,10 @@ import os
 import pathlib
 import signal
 import subprocess
-import sys
-import tempfile
 import time
 import unittest
 
-JV = os.path.abspath(sys.argv.pop(1))
-if "sanitized" in sys.argv:
-    sys.argv.remove("sanitized")
-BOUND = 60  # seconds, for whatever ought to happen by itself
+from support import BOUND, JV, ToolTest
 
 
 class Watching:
@@ -45,31 +40,31 @@ class Watching:
     def line(self):
         return self.process.stdout.readline()
 
-
-def eventually(holds):
-    end = time.monotonic() + BOUND
-    while not holds():
-        if time.monotonic() > end:
-            return False
-        time.sleep(0.01)
-    return True
+    def read_until_told(self, expected):
+        """Reads objects until all @expected paths are told of. @return all that were."""
+        told = set()
+        while not expected <= told:
+            told.update(json.loads(self.line())["paths"])
+        return told
 
 
-class Watch(unittest.TestCase):
+class Watch(ToolTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.root = pathlib.Path(folder.name, "root")
+        super().setUp()
+        self.root, self.log = self.folder / "root", self.folder / "log"
         (self.root / "sub").mkdir(parents=True)
 
+    def assert_eventually(self, holds):
+        end = time.monotonic() + BOUND
+        while not holds():
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.01)
+
     def test_blocks_with_a_time(self):
-        for why, options, expected in [("folders", [], "sub"), ("files", ["--files"], "sub/$'a\\nb'")]:
-            with self.subTest(why), Watching(*options, self.root) as watching:
+        for options, shown in ([], f"{self.root}/sub"), (["--files"], f"$'{self.root}/sub/a\\nb'"):
+            with self.subTest(options), Watching(*options, self.root) as watching:
                 (self.root / "sub/a\nb").write_text("text")
                 self.assertRegex(watching.line(), rb"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[+-]\d{4}\n$")
-                shown = f"{self.root}/{expected}"
-                if "$" in expected:
-                    shown = f"$'{self.root}/sub/a\\nb'"
                 self.assertEqual(watching.line().decode(), f"  {shown}\n")
                 self.assertEqual(watching.end(), 0)
 
@@ -82,28 +77,28 @@ class Watch(unittest.TestCase):
             self.assertEqual(batch["paths"], [f"{self.root}/text", {"hex": (os.fsencode(self.root) + b"/\xff").hex()}])
 
     def test_exec_never_twice_at_once(self):
-        log = self.root.parent / "log"
+        log = self.log
         command = f"echo begin >>{log}; cat >>{log}; sleep 0.3; echo end >>{log}"
         with Watching("--exec", command, "--files", self.root) as watching:
             for number in range(5):
                 (self.root / str(number)).touch()
                 time.sleep(0.05)
-            self.assertTrue(eventually(lambda: log.exists() and f"{self.root}/4" in log.read_text()))
+            self.assert_eventually(lambda: log.exists() and f"{self.root}/4" in log.read_text())
             self.assertEqual(watching.end(), 0)
         marks = [line for line in log.read_text().splitlines() if not line.startswith("/")]
         self.assertEqual(marks, ["begin", "end"] * (len(marks) // 2))
 
     def test_exec_gets_names_of_any_bytes(self):
-        log = self.root.parent / "log"
-        with Watching("--exec", f"cat >>{log}", "-0", "--files", self.root):
+        expected = os.fsencode(self.root) + b"/a\nb\0"
+        with Watching("--exec", f"cat >>{self.log}", "-0", "--files", self.root):
             (self.root / "a\nb").touch()
-            self.assertTrue(eventually(lambda: log.exists() and log.read_bytes() == os.fsencode(self.root) + b"/a\nb\0"))
+            self.assert_eventually(lambda: self.log.exists() and self.log.read_bytes() == expected)
 
     def test_exec_that_does_not_read(self):
-        with Watching("--exec", f"exec 0<&-; echo done >>{self.root.parent}/log", self.root) as watching:
+        with Watching("--exec", f"exec 0<&-; echo done >>{self.log}", self.root) as watching:
             for number in range(3000):
                 (self.root / f"{number:0200}").mkdir()
-            self.assertTrue(eventually((self.root.parent / "log").exists))
+            self.assert_eventually(self.log.exists)
             self.assertEqual(watching.end(), 0)
 
     def test_ends(self):
@@ -130,11 +125,12 @@ class Watch(unittest.TestCase):
             self.assertEqual(watching.process.returncode, -signal.SIGTERM)
             pipe.write_text("\n")  # the command ends by itself
 
-    def test_closed_standard_streams_stay_closed(self):
-        with Watching(self.root, through=["sh", "-c", 'exec "$0" "$@" <&- >&-']) as watching:
-            (self.root / "file").touch()
-            self.assertEqual(watching.process.stderr.readline(), b"jv watch: cannot write: Bad file descriptor\n")
-            self.assertEqual(watching.process.wait(BOUND), 3)
+    def test_output_that_cannot_be_written(self):
+        for streams, complaint in ("<&- >&-", b"Bad file descriptor"), (">/dev/full", b"No space left on device"):
+            with Watching(self.root, through=["sh", "-c", f'exec "$0" "$@" {streams}']) as watching:
+                (self.root / complaint.decode()).touch()
+                self.assertEqual(watching.process.stderr.readline(), b"jv watch: cannot write: " + complaint + b"\n")
+                self.assertEqual(watching.process.wait(BOUND), 3)
 
     def test_a_path_that_comes_later(self):
         later = self.root / "later"
@@ -142,15 +138,6 @@ class Watch(unittest.TestCase):
             self.assertIn(b"later: No such file or directory; waiting for it\n", watching.said)
             later.mkdir()
             self.assertEqual(json.loads(watching.line())["paths"], [str(later)])
-
-    def test_output_that_nobody_takes(self):
-        with open("/dev/full", "wb") as full:
-            process = subprocess.Popen([JV, "watch", self.root], stdout=full, stderr=subprocess.PIPE)
-            process.stderr.readline()
-            (self.root / "text").touch()
-            self.assertIn(b"cannot write: No space left on device", process.stderr.read())
-            self.assertEqual(process.wait(BOUND), 3)
-            process.stderr.close()
 
     def test_a_stopped_reader_misses_nothing(self):
         """The kernel's queue overflows while jv is stopped: what it has dropped is found on the disk."""
@@ -162,7 +149,7 @@ class Watch(unittest.TestCase):
         silent, probe = self.root / "old/silent", self.root.parent / "probe"
         silent.write_text("text")
         # The clock that stamps files ticks slowly; what was changed in one tick with the start may be told of.
-        self.assertTrue(eventually(lambda: probe.write_text("") == 0 and probe.stat().st_ctime > silent.stat().st_ctime))
+        self.assert_eventually(lambda: probe.write_text("") == 0 and probe.stat().st_ctime > silent.stat().st_ctime)
         with Watching("--files", "--json", self.root) as watching:
             watching.process.send_signal(signal.SIGSTOP)
             expected = set()
@@ -177,15 +164,12 @@ class Watch(unittest.TestCase):
                 (self.root / path).write_text("text")
                 expected.add(str(self.root / path))
             watching.process.send_signal(signal.SIGCONT)
-            told = set()
-            while not expected <= told:
-                told.update(json.loads(watching.line())["paths"])
+            told = watching.read_until_told(expected)
             self.assertTrue(str(self.root) in told)
             self.assertFalse(f"{self.root}/old/silent" in told, "it has not changed")
             # Afterwards everything goes on as before.
             (self.root / "new/deep/more").write_text("text")
-            while f"{self.root}/new/deep/more" not in told:
-                told.update(json.loads(watching.line())["paths"])
+            watching.read_until_told({f"{self.root}/new/deep/more"})
             self.assertEqual(watching.end(), 0)
 
     def test_the_limit_of_watches(self):
@@ -196,35 +180,18 @@ class Watch(unittest.TestCase):
         inside = ["unshare", "--user", "--map-root-user", "sh", "-c", lowered, "sh"]
         if subprocess.run([*inside, "true"], stderr=subprocess.DEVNULL, check=False).returncode != 0:
             self.skipTest("no user namespace to be had")
-        process = subprocess.Popen([*inside, JV, "watch", "--files", "--json", self.root], stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE)
-        try:
-            self.assertIn(b"fs.inotify.max_user_watches", process.stderr.readline())
-            self.assertEqual(process.stderr.readline(), b"jv watch: watching\n")
+        with Watching("--files", "--json", self.root, through=inside) as watching:
+            self.assertIn(b"fs.inotify.max_user_watches", watching.said)
             expected = set()
             for number in range(20):
                 (self.root / f"many/{number}/new/deep").mkdir(parents=True)
                 (self.root / f"many/{number}/new/deep/file").write_text("text")
                 expected.add(f"{self.root}/many/{number}/new/deep/file")
-            told = set()
-            while not expected <= told:
-                told.update(json.loads(process.stdout.readline())["paths"])
+            watching.read_until_told(expected)
             (self.root / "many/19/new/deep/file").write_text("again")
-            told.clear()
-            while f"{self.root}/many/19/new/deep/file" not in told:
-                told.update(json.loads(process.stdout.readline())["paths"])
-        finally:
-            process.send_signal(signal.SIGINT)
-            self.assertEqual(process.wait(BOUND), 0)
-            self.assertEqual(process.stderr.read(), b"", "it is said once")
-            process.stdout.close()
-            process.stderr.close()
-
-    def test_usage(self):
-        for arguments in [], ["--no-such-option", "/"], ["--json", "--exec", "true", "/"], ["-0", "/"]:
-            result = subprocess.run([JV, "watch", *arguments], capture_output=True, timeout=BOUND, check=False)
-            self.assertEqual((result.returncode, result.stdout), (2, b""), arguments)
-            self.assertNotEqual(result.stderr, b"")
+            watching.read_until_told({f"{self.root}/many/19/new/deep/file"})
+            self.assertEqual(watching.end(), 0)
+            self.assertEqual(watching.process.stderr.read(), b"", "it is said once")
 
 
 unittest.main()

@@ -1,0 +1,37 @@
+"""What the tests of the tool share: how it is started. Each test is called with JV [sanitized]."""
+
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
+
+JV = os.path.abspath(sys.argv.pop(1))
+SANITIZED = "sanitized" in sys.argv and bool(sys.argv.pop())
+BOUND = 60  # seconds, for whatever ought to end by itself
+NO_BUS = dict.fromkeys(("DBUS_SYSTEM_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"), "unix:path=/no/such/bus")
+NOWHERE = {**os.environ, **NO_BUS}
+
+
+def jv(*arguments, **options):
+    """Runs the tool to its end, without input unless @options have some."""
+    if "input" not in options:
+        options.setdefault("stdin", subprocess.DEVNULL)
+    pipes = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
+    return subprocess.run([JV, *arguments], timeout=BOUND, check=False, **{**pipes, **options})
+
+
+class ToolTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def expect_complaint_when_nobody_reads(self, *arguments, **options):
+        with open("/dev/full", "wb") as full:
+            result = jv(*arguments, stdout=full, **options)
+        self.assertEqual(result.returncode, 3)
+        self.assertRegex(result.stderr, rb"^jv \S+: (standard output|cannot write): No space left on device\n$")
