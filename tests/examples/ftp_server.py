@@ -37,6 +37,7 @@ class FtpServer:
             lines.write(text + "\r\n")
             lines.flush()
 
+        fixed = {"PWD": '257 "/"', "TYPE": "200 binary", "QUIT": "221 bye"}
         say("220 ready")
         user = data = None
         for line in lines:
@@ -47,20 +48,15 @@ class FtpServer:
             elif command == "PASS":
                 self.logins.append(argument)
                 say("230 welcome" if (user, argument) == (self.user, self.password) else "530 no")
-            elif command == "PWD":
-                say('257 "/"')
             elif command == "EPSV":
                 data = socket.create_server(("127.0.0.1", 0))
                 say(f"229 extended (|||{data.getsockname()[1]}|)")
-            elif command == "TYPE":
-                say("200 binary")
             elif command == "RETR" and argument in self.files:
                 say("150 here it comes")
                 with data, data.accept()[0] as stream:
                     stream.sendall(self.files[argument])
                 say("226 done")
-            elif command == "QUIT":
-                say("221 bye")
-                return
             else:
-                say("502 not here")
+                say(fixed.get(command, "502 not here"))
+            if command == "QUIT":
+                return

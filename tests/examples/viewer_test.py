@@ -1,5 +1,6 @@
 """viewer_test.py VIEWER: the example viewer as people use it. Exits with 77 where it cannot be driven."""
 
+import contextlib
 import os
 import pathlib
 import shutil
@@ -18,35 +19,23 @@ SUPPORT = pathlib.Path(__file__).resolve().parent.parent / "support"
 TEXT = "本日の議題\r\nLinux の文字コードについて\r\nlinux と LINUX\r\n"
 
 
-class PasswordService:
-    """A keychain of this test's own."""
-
-    def __enter__(self):
-        # Debian's own Python: the service's bindings belong to that one.
-        self.process = subprocess.Popen(["/usr/bin/python3", "-B", SUPPORT / "password_service.py"], text=True,
-                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        try:
-            self.environment = dict(self.variables())
-            self.process.stdin.write("start\n")
-            self.process.stdin.flush()
-            answer = self.process.stdout.readline()
-            if answer != "ok\n":
-                raise Missing(answer or "the password service does not start")
-        except BaseException:
-            self.__exit__()
-            raise
-        return self
-
-    def variables(self):
-        while (line := self.process.stdout.readline().rstrip("\n")) != "ready":
-            if "=" not in line:
+@contextlib.contextmanager
+def password_service():
+    """The environment of a keychain of this test's own."""
+    # Debian's own Python: the service's bindings belong to that one.
+    with subprocess.Popen(["/usr/bin/python3", "-B", SUPPORT / "password_service.py"], text=True,
+                          stdin=subprocess.PIPE, stdout=subprocess.PIPE) as service:
+        environment = {}
+        while (line := service.stdout.readline()) != "ready\n":
+            name, assigned, value = line.rstrip("\n").partition("=")
+            if not assigned:
                 raise Missing(line or "the password service does not start")
-            yield line.split("=", 1)
-
-    def __exit__(self, *_):
-        self.process.stdin.close()
-        self.process.wait()
-        self.process.stdout.close()
+            environment[name] = value
+        print("start", file=service.stdin, flush=True)
+        if (answer := service.stdout.readline()) != "ok\n":
+            raise Missing(answer or "the password service does not start")
+        yield environment
+        service.stdin.close()
 
 
 class ViewerTest(unittest.TestCase):
@@ -127,24 +116,24 @@ class ViewerTest(unittest.TestCase):
         if not shutil.which("curl"):
             self.skipTest("curl is not installed")
         try:
-            with PasswordService() as service, FtpServer("me", "secret", {"remote.txt": TEXT.encode("euc_jp")}) as ftp:
-                self.fetch_twice(service, ftp)
+            with password_service() as keychain, FtpServer("me", "secret", {"remote.txt": TEXT.encode("euc_jp")}) as ftp:
+                self.fetch_twice(keychain, ftp)
         except Missing as missing:
             self.skipTest(str(missing))
 
-    def fetch_twice(self, service, ftp):
+    def fetch_twice(self, keychain, ftp):
         def ask():
             viewer.key("ctrl+shift+o")
             viewer.focus("Open from FTP")
             viewer.type(f"ftp://127.0.0.1:{ftp.port}/remote.txt\tme\t")
 
-        with self.viewer(environment=service.environment) as viewer:
+        with self.viewer(environment=keychain) as viewer:
             ask()
             viewer.type("secret\t ")
             viewer.key("Return")
             viewer.expect("status: The keychain remembers the password.", "title: remote.txt (EUC-JP, CRLF)",
                           "status: Opened remote.txt.")
-        with self.viewer(environment=service.environment) as viewer:
+        with self.viewer(environment=keychain) as viewer:
             ask()
             viewer.expect("status: The keychain has the password.")
             viewer.key("Return")
@@ -152,16 +141,11 @@ class ViewerTest(unittest.TestCase):
         self.assertEqual(ftp.logins, ["secret", "secret"])
 
 
-def main():
-    try:
-        path_of("xdotool")
-        with XServer():
-            pass
-    except Missing as missing:
-        print(missing)
-        sys.exit(77)
-    unittest.main()
-
-
-if __name__ == "__main__":
-    main()
+try:
+    path_of("xdotool")
+    with XServer():
+        pass
+except Missing as missing:
+    print(missing)
+    sys.exit(77)
+unittest.main()

@@ -35,15 +35,12 @@ def password_service():
     starter = ["/usr/bin/python3", "-B", pathlib.Path(with_fonts.__file__).with_name("password_service.py")]
     with subprocess.Popen(starter, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as service:
         environment = {}
-        for line in service.stdout:
-            if line == "ready\n":
-                break
-            if line.startswith("missing: "):
+        while (line := service.stdout.readline()) != "ready\n":
+            name, assigned, value = line.rstrip("\n").partition("=")
+            if not assigned:
                 raise processes.Missing(line)
-            name, value = line.rstrip("\n").split("=", 1)
             environment[name] = value
-        service.stdin.write("start\n")
-        service.stdin.flush()
+        print("start", file=service.stdin, flush=True)
         if (answer := service.stdout.readline()) != "ok\n":
             sys.exit(f"the password service: {answer}")
         yield environment

@@ -68,34 +68,20 @@ def complaint(path, bracket, name, public):
 
 def check_the_check():
     public = {"foundation/Value.h", "tasks/NSTask.h", "encoding/detection.h"}
-    for path, line, good in (
-        ("tasks/NSTask.h", "<JorvaneFoundation/foundation/Value.h>", True),
-        ("tasks/NSTask.h", "<vector>", True),
-        ("tasks/NSTask.h", "<unistd.h>", False),
-        ("tasks/NSTask.h", '"tasks/run.h"', False),
-        ("tasks/run.cpp", "<unistd.h>", True),
-        ("tasks/run.cpp", '"tasks/run.h"', True),
-        ("tasks/run.cpp", '"run.h"', False),
-        ("tasks/run.cpp", '"../tasks/run.h"', False),
-        ("tasks/run.cpp", '"platform/Facility.h"', True),
-        ("tasks/run.cpp", '"platform/linux/spawn.h"', False),
-        ("tasks/run.cpp", "<JorvaneFoundation/encoding/detection.h>", False),
-        ("tasks/run.cpp", "<JorvaneFoundation/tasks/run.h>", False),
-        ("system/facts.cpp", "<JorvaneFoundation/tasks/NSTask.h>", True),
-        ("foundation/Value.cpp", '"platform/Facility.h"', False),
-        ("platform/linux/spawn.cpp", '"platform/Facility.h"', True),
-        ("platform/modules/bus/bus.cpp", '"platform/modules/bus/bus.h"', True),
-        ("platform/modules/bus/bus.cpp", '"platform/modules/x11/x11.h"', False),
-        ("platform/modules/bus/bus.cpp", '"platform/linux/spawn.h"', False),
-        ("tools/jv/run.cpp", "<JorvaneFoundation/tasks/NSTask.h>", True),
-        ("tools/jv/run.cpp", "<sys/wait.h>", True),
-        ("tools/jv/run.cpp", '"progress.h"', True),
-        ("tools/jv/run.cpp", '"tasks/run.h"', False),
-        ("examples/run.cpp", '"tools/jv/progress.h"', False),
+    # What must be noticed; what may stand there is in the sources themselves.
+    for path, *lines in (
+        ("tasks/NSTask.h", "<unistd.h>", '"tasks/run.h"'),
+        ("tasks/run.cpp", '"run.h"', '"../tasks/run.h"', '"platform/linux/spawn.h"', "<JorvaneFoundation/tasks/run.h>",
+         "<JorvaneFoundation/encoding/detection.h>"),
+        ("foundation/Value.cpp", '"platform/Facility.h"'),
+        ("platform/modules/bus/bus.cpp", '"platform/modules/x11/x11.h"', '"platform/linux/spawn.h"'),
+        ("tools/jv/run.cpp", '"tasks/run.h"'),
+        ("examples/run.cpp", '"tools/jv/progress.h"'),
     ):
-        (bracket, name), = INCLUDE.findall(f"#include {line}")
-        if (complaint(path, bracket, name, public) is None) != good:
-            sys.exit(f"{path} including {line}: the check itself is wrong")
+        for line in lines:
+            (bracket, name), = INCLUDE.findall(f"#include {line}")
+            if complaint(path, bracket, name, public) is None:
+                sys.exit(f"{path} including {line} goes unnoticed")
 
 
 root, public = pathlib.Path(sys.argv[1]), set(sys.argv[2:])

@@ -48,6 +48,10 @@ class Screens(ToolTest):
     def test_lines(self):
         result = self.run_jv()
         self.assertEqual((result.returncode, result.stdout.splitlines(), result.stderr), (0, LINES, ""))
+        result = self.run_jv("--json")
+        self.assertEqual([json.loads(line) for line in result.stdout.splitlines()][1],
+                         {"number": 2, "name": "B", "x": 1440, "y": -180, "width": 1920, "height": 1080, "scale": 1})
+        self.assertEqual((result.returncode, result.stdout.count("\n")), (0, 3))
 
     def test_point(self):
         for point, expected, inside in [("1440,10", LINES[1], True), ("1439.5,10", LINES[0], True),
@@ -58,12 +62,6 @@ class Screens(ToolTest):
                     self.assertEqual(self.run_jv(*option).stdout.split(), words)
                     found = json.loads(self.run_jv("--json", *option).stdout)
                     self.assertEqual((str(found["number"]), found["inside"]), (words[0], inside))
-
-    def test_json(self):
-        result = self.run_jv("--json")
-        self.assertEqual([json.loads(line) for line in result.stdout.splitlines()][1],
-                         {"number": 2, "name": "B", "x": 1440, "y": -180, "width": 1920, "height": 1080, "scale": 1})
-        self.assertEqual((result.returncode, result.stdout.count("\n")), (0, 3))
 
     def test_map(self):
         self.assertEqual(self.run_jv("--map", LC_ALL="C.UTF-8").stdout, MAP + "\n".join(LINES) + "\n")
