@@ -59,6 +59,44 @@ class Probe:
             assert time.monotonic() < deadline, f"still {found}"
 
 
+class CommonTests:
+    """What holds with either window system. With start(*screens) one runs; restart(one) has it back after its end."""
+
+    def test_one_that_ends(self):
+        with self.start("1440x900+0+0") as system, Probe(self.program, system.environment) as probe:
+            descriptors = probe.ask("descriptors")
+            self.assertEqual(len(probe.list()), 1)
+            system.end()
+            self.assertEqual(probe.list(), [])
+            self.assertEqual(probe.ask("descriptors"), descriptors)
+            self.assertEqual(probe.ask("at 10 10"), "none")
+            with self.restart(system):
+                probe.wait_for([(self.first, 0, 0, 1440, 900, 1)])
+
+    def test_one_that_does_not_answer(self):
+        with self.start("1440x900+0+0") as system, Probe(self.program, system.environment) as probe:
+            self.assertEqual(len(probe.list()), 1)
+            system.stop_answering()
+            self.assertEqual(probe.list(), [], "on the connection that stood")
+            with Probe(self.program, system.environment) as newcomer:
+                self.assertEqual(newcomer.list(), [], "while connecting")
+                system.answer_again()
+                for each in probe, newcomer:
+                    each.wait_for([(self.first, 0, 0, 1440, 900, 1)])
+
+    def test_threads(self):
+        with self.start("1440x900+0+0", "1920x1080+1440+0") as system, Probe(self.program, system.environment) as probe:
+            self.assertEqual(probe.ask("threads 4 500"), "0 wrong")
+
+    def test_what_is_loaded(self):
+        with self.start("1440x900+0+0") as system:
+            with Probe(self.program, {**self.others, **system.environment}) as probe:
+                self.assertEqual(probe.ask("mapped").split(), [], "nothing before the first question")
+                self.assertEqual(len(probe.list()), 1)
+                self.assertEqual(probe.ask("mapped").split(), [self.library])
+                self.assertEqual(probe.ask("modules").split(), [self.module])
+
+
 def skip_unless_it_runs(starter):
     """Ends the test as skipped where @starter has nothing to start."""
     try:

@@ -1,5 +1,6 @@
 """screens_wayland.py PROBE: the screens of a real Wayland compositor. Ends with 77 where none can be started."""
 
+import contextlib
 import os
 import pathlib
 import socket
@@ -7,7 +8,7 @@ import sys
 import tempfile
 import unittest
 
-from screen_probe import Probe, skip_unless_it_runs
+from screen_probe import CommonTests, Probe, skip_unless_it_runs
 from wayland_compositor import WaylandCompositor
 from wayland_filter import WaylandFilter
 
@@ -15,7 +16,17 @@ PROBE = os.path.abspath(sys.argv.pop(1))
 ONE, TWO = "HEADLESS-1", "HEADLESS-2"
 
 
-class Wayland(unittest.TestCase):
+class Wayland(CommonTests, unittest.TestCase):
+    program, first, library, module = PROBE, ONE, "libwayland", "wayland"
+    # The application's own connection stays the application's; and X is not asked as well.
+    others = {"WAYLAND_SOCKET": "0", "DISPLAY": ":9999"}
+    start = WaylandCompositor
+
+    @contextlib.contextmanager
+    def restart(self, compositor):
+        compositor.start()
+        yield
+
     def test_outputs(self):
         for why, outputs, expected in [
             ("whole scales", ["1440x900+0+0", "3840x2160+1440+0@2"],
@@ -80,25 +91,6 @@ class Wayland(unittest.TestCase):
                         Probe(PROBE, offer.environment) as probe:
                     self.assertEqual(probe.list(), [(name, *frame) for name, frame in zip(names, expected)])
 
-    def test_a_compositor_that_ends(self):
-        with WaylandCompositor("1440x900+0+0") as compositor, Probe(PROBE, compositor.environment) as probe:
-            descriptors = probe.ask("descriptors")
-            self.assertEqual(len(probe.list()), 1)
-            compositor.end()
-            self.assertEqual(probe.list(), [])
-            self.assertEqual(probe.ask("descriptors"), descriptors)
-            self.assertEqual(probe.ask("at 10 10"), "none")
-            compositor.start()
-            probe.wait_for([(ONE, 0, 0, 1440, 900, 1)])
-
-    def test_a_compositor_that_does_not_answer(self):
-        with WaylandCompositor("1440x900+0+0") as compositor, Probe(PROBE, compositor.environment) as probe:
-            self.assertEqual(len(probe.list()), 1)
-            compositor.stop_answering()
-            self.assertEqual(probe.list(), [])
-            compositor.answer_again()
-            probe.wait_for([(ONE, 0, 0, 1440, 900, 1)])
-
     def test_somebody_else_behind_the_socket(self):
         for what in b"", b"\x01\0\0\0\0\0\x08\0", b"\xff" * 64:
             with tempfile.TemporaryDirectory() as folder, socket.socket(socket.AF_UNIX) as listener:
@@ -111,21 +103,6 @@ class Wayland(unittest.TestCase):
                     stranger.sendall(what)
                     stranger.close()
                     self.assertEqual(probe.receive(), "")
-
-    def test_threads(self):
-        with WaylandCompositor("1440x900+0+0", "1920x1080+1440+0") as compositor, \
-                Probe(PROBE, compositor.environment) as probe:
-            self.assertEqual(probe.ask("threads 4 200"), "0 wrong")
-
-    def test_what_is_loaded(self):
-        with WaylandCompositor("1440x900+0+0") as compositor:
-            # The application's own connection stays the application's; and X is not asked as well.
-            environment = {**compositor.environment, "WAYLAND_SOCKET": "0", "DISPLAY": ":9999"}
-            with Probe(PROBE, environment) as probe:
-                self.assertEqual(probe.ask("mapped").split(), [], "nothing before the first question")
-                self.assertEqual(len(probe.list()), 1)
-                self.assertEqual(probe.ask("mapped").split(), ["libwayland"])
-                self.assertEqual(probe.ask("modules").split(), ["wayland"])
 
     def test_where_the_socket_is(self):
         with WaylandCompositor("1440x900+0+0") as compositor:

@@ -4,14 +4,20 @@ import os
 import sys
 import unittest
 
-from screen_probe import Probe, skip_unless_it_runs
+from screen_probe import CommonTests, Probe, skip_unless_it_runs
 from old_randr import OldRandR
 from x_server import XServer
 
 PROBE = os.path.abspath(sys.argv.pop(1))
 
 
-class X11(unittest.TestCase):
+class X11(CommonTests, unittest.TestCase):
+    program, first, library, module, others = PROBE, "A", "libxcb", "x11", {}
+    start = XServer
+
+    def restart(self, server):
+        return XServer("1440x900+0+0", display=server.display)
+
     def test_monitors(self):
         for why, monitors, expected in [
             ("side by side, tops in line", ["1440x900+0+0", "1920x1080+1440+0"],
@@ -49,40 +55,6 @@ class X11(unittest.TestCase):
             ]:
                 with self.subTest(minor=minor), OldRandR(server, minor) as old, Probe(PROBE, old.environment) as probe:
                     self.assertEqual(probe.list(), expected)
-
-    def test_a_server_that_ends(self):
-        with XServer("1440x900+0+0") as server:
-            with Probe(PROBE, server.environment) as probe:
-                descriptors = probe.ask("descriptors")
-                self.assertEqual(len(probe.list()), 1)
-                server.end()
-                self.assertEqual(probe.list(), [])
-                self.assertEqual(probe.ask("descriptors"), descriptors)
-                self.assertEqual(probe.ask("at 10 10"), "none")
-                with XServer("800x600+0+0", display=server.display):
-                    probe.wait_for([("A", 0, 0, 800, 600, 1)])
-
-    def test_a_server_that_does_not_answer(self):
-        with XServer("1440x900+0+0") as server, Probe(PROBE, server.environment) as probe:
-            self.assertEqual(len(probe.list()), 1)
-            server.stop_answering()
-            self.assertEqual(probe.list(), [], "on the connection that stood")
-            with Probe(PROBE, server.environment) as newcomer:
-                self.assertEqual(newcomer.list(), [], "while connecting")
-                server.answer_again()
-                for each in probe, newcomer:
-                    each.wait_for([("A", 0, 0, 1440, 900, 1)])
-
-    def test_threads(self):
-        with XServer("1440x900+0+0", "1920x1080+1440+0") as server, Probe(PROBE, server.environment) as probe:
-            self.assertEqual(probe.ask("threads 4 500"), "0 wrong")
-
-    def test_what_is_loaded(self):
-        with XServer("1440x900+0+0") as server, Probe(PROBE, server.environment) as probe:
-            self.assertEqual(probe.ask("mapped").split(), [], "nothing before the first question")
-            probe.list()
-            self.assertEqual(probe.ask("mapped").split(), ["libxcb"])
-            self.assertEqual(probe.ask("modules").split(), ["x11"])
 
     def test_no_server(self):
         for environment, modules in [({}, []), ({"DISPLAY": ""}, []), ({"DISPLAY": ":9999"}, ["x11"]),
