@@ -11,10 +11,12 @@
 #include <vector>
 
 #include "fakes/FakeFontManager.h"
+#include "fonts/support.h"
 
 namespace {
 
 using jv::test::FakeFontManager;
+using jv::test::nameOf;
 using JVFoundation::NSFont;
 using JVPlatform::NSBoldFontMask;
 using JVPlatform::NSItalicFontMask;
@@ -38,15 +40,10 @@ class Fonts : public testing::Test {
   FakeFontManager::Installed manager;
 };
 
-std::string nameOf(const NSFont::Pointer& font) { return font ? font->fontName() : "none"; }
-
 TEST_F(Fonts, NamesOfTheSystemFontAreSubstituted) {
-  struct Case {
-    const char* why;
-    const char* name;
-    const char* expected;
-  };
-  const Case cases[] = {
+  const struct {
+    const char *why, *name, *expected;
+  } cases[] = {
       {"first prefix", ".SFNSDisplay", "System"},
       {"nothing but the prefix", ".SFNS", "System"},
       {"a name that the manager knows", ".SFNSText", "System"},
@@ -67,17 +64,13 @@ TEST_F(Fonts, NamesOfTheSystemFontAreSubstituted) {
       {"an unknown one", "NoSuchFont", "none"},
       {"an empty one", "", "none"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
-    const NSFont::Pointer font = NSFont::fontWithName(c.name, 12);
+    const NSFont::Pointer font = NSFont::fontWithName(c.name, 13.5);
     EXPECT_EQ(nameOf(font), c.expected);
-    if (font) {
-      EXPECT_EQ(font->pointSize(), 12);
-    }
+    EXPECT_TRUE(!font || font->pointSize() == 13.5);
   }
-}
-
-TEST_F(Fonts, TheOtherLookUpSubstitutesNothing) {
+  // The other look-up substitutes nothing.
   EXPECT_EQ(nameOf(NSFont::jv_fontWithName(".SFNSText-Bold", 12)), ".SFNSText-Bold");
   EXPECT_EQ(nameOf(NSFont::jv_fontWithName(".AppleSystemUIFont", 12)), "none");
 }
@@ -89,15 +82,7 @@ TEST_F(Fonts, AnAbsentNameGoesToTheManager) {
 }
 
 TEST_F(Fonts, VariantsStartFromTheNormalFont) {
-  struct Case {
-    const char* why;
-    const char* name;
-    const char* normal;
-    const char* bold;
-    const char* italic;
-    const char* boldItalic;
-  };
-  const Case cases[] = {
+  constexpr jv::test::Variants kCases[] = {
       {"all from upright", "Full", "Full", "Full-Bold", "Full-Italic", "Full-Bold-Italic"},
       {"bold of italic is upright", "Full-Italic", "Full", "Full-Bold", "Full-Italic", "Full-Bold-Italic"},
       {"italic of bold is not bold", "Full-Bold", "Full", "Full-Bold", "Full-Italic", "Full-Bold-Italic"},
@@ -107,16 +92,7 @@ TEST_F(Fonts, VariantsStartFromTheNormalFont) {
        "Slanted-Italic"},
       {"missing italic", "System-Bold", "System", "System-Bold", "System", "System"},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.why);
-    const NSFont::Pointer font = NSFont::fontWithName(c.name, 11.5);
-    ASSERT_TRUE(font);
-    EXPECT_EQ(nameOf(font->boldFont()), c.bold);  // before the normal font was asked for
-    EXPECT_EQ(nameOf(font->normalFont()), c.normal);
-    EXPECT_EQ(nameOf(font->italicFont()), c.italic);
-    EXPECT_EQ(nameOf(font->boldItalicFont()), c.boldItalic);
-    EXPECT_EQ(font->boldItalicFont()->pointSize(), 11.5);
-  }
+  jv::test::expectVariants(kCases);
 }
 
 TEST_F(Fonts, AVariantIsComputedOnce) {
@@ -151,9 +127,7 @@ TEST_F(Fonts, AMissingFaceGivesTheSameObjectAndLeavesItMortal) {
 }
 
 TEST_F(Fonts, AVariantOutlivesItsFont) {
-  NSFont::Pointer font = NSFont::fontWithName("Full", 12);
-  const NSFont::Pointer bold = font->boldFont();
-  font.reset();
+  const NSFont::Pointer bold = NSFont::fontWithName("Full", 12)->boldFont();
   EXPECT_EQ(bold->fullDisplayName(), "Full - 12.0");
 }
 
@@ -170,17 +144,10 @@ TEST_F(Fonts, AnEmptyVariantIsAskedForAgain) {
 }
 
 TEST_F(Fonts, TheDisplayNameIsThatOfTheNormalFontWithOneDecimal) {
-  struct Case {
-    double size;
-    const char* expected;
-  };
   for (const auto& [size, expected] :
-       {Case{12, "Full - 12.0"}, {11.5, "Full - 11.5"}, {13.96, "Full - 14.0"}, {0.04, "Full - 0.0"}}) {
+       {std::pair{12.0, "Full - 12.0"}, {11.5, "Full - 11.5"}, {13.96, "Full - 14.0"}, {0.04, "Full - 0.0"}}) {
     EXPECT_EQ(NSFont::fontWithName("Full-Bold-Italic", size)->fullDisplayName(), expected);
   }
-}
-
-TEST_F(Fonts, ALongDisplayNameIsWhole) {
   const std::string name = "A family with a name that is too long to be kept in place";
   manager->add(name, 0);
   std::string postScriptName = name;

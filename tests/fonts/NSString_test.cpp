@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "fakes/FakeFontManager.h"
 
@@ -49,10 +50,8 @@ class TextSize : public testing::Test {
 };
 
 TEST_F(TextSize, TheWidthComesBackAsItIs) {
-  struct Case {
-    double width, laidOutIn;
-  };
-  const Case cases[] = {
+  const std::pair<double, double> cases[] = {
+      // asked for, laid out in
       {100.25, 100.25},       {0, 0},           {1e300, 1e300}, {-1, kInfinity}, {-kInfinity, kInfinity},
       {kInfinity, kInfinity}, {kNaN, kInfinity}};
   for (const auto& [width, laidOutIn] : cases) {

@@ -16,22 +16,20 @@
 
 #include <JorvaneFoundation/platform/Modules.h>
 
+#include "fonts/support.h"
+
 namespace {
 
 namespace fs = std::filesystem;
+using jv::test::nameOf;
 using JVFoundation::NSFont;
 
 const char* const kLiberation = "/usr/share/fonts/truetype/liberation/";
 
-std::string nameOf(const NSFont::Pointer& font) { return font ? font->fontName() : "none"; }
-
 TEST(InstalledFonts, AreFoundByExactName) {
-  struct Case {
-    const char* why;
-    const char* name;
-    const char* expected;
-  };
-  const Case cases[] = {
+  const struct {
+    const char *why, *name, *expected;
+  } cases[] = {
       {"PostScript name", "DejaVuSans-Bold", "DejaVuSans-Bold"},
       {"full name", "DejaVu Sans Bold", "DejaVuSans-Bold"},
       {"family: the plain face", "DejaVu Sans", "DejaVuSans"},
@@ -47,7 +45,7 @@ TEST(InstalledFonts, AreFoundByExactName) {
       {"empty", "", "none"},
       {"not UTF-8", "\xff\xfe", "none"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
     EXPECT_EQ(nameOf(NSFont::fontWithName(c.name, 12)), c.expected);
   }
@@ -57,26 +55,21 @@ TEST(InstalledFonts, AreFoundByExactName) {
 }
 
 TEST(InstalledFonts, TellTheirMetricsInPoints) {
-  struct Case {
+  const struct {
     const char* name;
-    double size, ascender, descender, leading;
-  };
-  // Ascender, descender and gap of the files' hhea tables, over 2048 units.
-  const Case cases[] = {
-      {"Liberation Sans", 12, 12 * 1854 / 2048.0, 12 * -434 / 2048.0, 12 * 67 / 2048.0},
-      {"DejaVu Sans", 12, 12 * 1901 / 2048.0, 12 * -483 / 2048.0, 0},
-      {"DejaVu Sans", 0.001, 0.001 * 1901 / 2048.0, 0.001 * -483 / 2048.0, 0},
-      {"DejaVu Sans", 1e9, 1e9 * 1901 / 2048.0, 1e9 * -483 / 2048.0, 0},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    const NSFont::Pointer font = NSFont::fontWithName(c.name, c.size);
-    ASSERT_TRUE(font);
-    EXPECT_EQ(font->pointSize(), c.size);
-    EXPECT_DOUBLE_EQ(font->ascender(), c.ascender);
-    EXPECT_DOUBLE_EQ(font->descender(), c.descender);
-    EXPECT_NEAR(font->leading(), c.leading, 1e-12 * c.size);
-    EXPECT_NEAR(font->lineHeight(), c.ascender - c.descender + c.leading, 1e-12 * c.size);
+    double ascender, descender, gap;  // of the files' hhea tables
+  } cases[] = {{"Liberation Sans", 1854, -434, 67}, {"DejaVu Sans", 1901, -483, 0}};
+  for (const auto& c : cases) {
+    for (const double size : {12.0, 0.001, 1e9}) {
+      SCOPED_TRACE(testing::Message() << c.name << ' ' << size);
+      const NSFont::Pointer font = NSFont::fontWithName(c.name, size);
+      ASSERT_TRUE(font);
+      EXPECT_EQ(font->pointSize(), size);
+      EXPECT_DOUBLE_EQ(font->ascender(), size * c.ascender / 2048);
+      EXPECT_DOUBLE_EQ(font->descender(), size * c.descender / 2048);
+      EXPECT_NEAR(font->leading(), size * c.gap / 2048, 1e-12 * size);
+      EXPECT_NEAR(font->lineHeight(), size * (c.ascender - c.descender + c.gap) / 2048, 1e-12 * size);
+    }
   }
 }
 
@@ -90,15 +83,7 @@ TEST(InstalledFonts, OfNoSizeThereAreNone) {
 }
 
 TEST(InstalledFonts, HaveVariantsOfTheirFamilyAndWidth) {
-  struct Case {
-    const char* why;
-    const char* name;
-    const char* normal;
-    const char* bold;
-    const char* italic;
-    const char* boldItalic;
-  };
-  const Case cases[] = {
+  constexpr jv::test::Variants kCases[] = {
       {"four faces", "Liberation Sans", "LiberationSans", "LiberationSans-Bold", "LiberationSans-Italic",
        "LiberationSans-BoldItalic"},
       {"oblique is italic", "DejaVuSans-BoldOblique", "DejaVuSans", "DejaVuSans-Bold", "DejaVuSans-Oblique",
@@ -110,15 +95,7 @@ TEST(InstalledFonts, HaveVariantsOfTheirFamilyAndWidth) {
       {"one face, whatever could be faked", "DejaVu Math TeX Gyre", "DejaVuMathTeXGyre-Regular",
        "DejaVuMathTeXGyre-Regular", "DejaVuMathTeXGyre-Regular", "DejaVuMathTeXGyre-Regular"},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.why);
-    const NSFont::Pointer font = NSFont::fontWithName(c.name, 10);
-    ASSERT_TRUE(font);
-    EXPECT_EQ(nameOf(font->normalFont()), c.normal);
-    EXPECT_EQ(nameOf(font->boldFont()), c.bold);
-    EXPECT_EQ(nameOf(font->italicFont()), c.italic);
-    EXPECT_EQ(nameOf(font->boldItalicFont()), c.boldItalic);
-  }
+  jv::test::expectVariants(kCases);
   const NSFont::Pointer lone = NSFont::fontWithName("DejaVu Math TeX Gyre", 10);
   EXPECT_EQ(lone->boldFont(), lone);
   EXPECT_EQ(NSFont::fontWithName("DejaVuSans-Bold", 13)->fullDisplayName(), "DejaVu Sans - 13.0");
@@ -130,9 +107,7 @@ TEST(InstalledFonts, OneIsTheSystemFont) {
   EXPECT_EQ(nameOf(NSFont::fontWithName(".SFNSText-Bold", 12)), "DejaVuSans-Bold");
 
   struct Case {
-    const char* family;
-    const char* regular;
-    const char* bold;
+    const char *family, *regular, *bold;
   };
   for (const auto& [family, regular, bold] :
        {Case{"Liberation Serif", "LiberationSerif", "LiberationSerif-Bold"},
