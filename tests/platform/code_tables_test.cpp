@@ -1,6 +1,7 @@
 // Holds the tables against the C library's converters, with code of its own.
 #include <iconv.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -35,19 +36,10 @@ class Converter {
     if (iconv(handle_, &source, &left, &target, &room) == static_cast<std::size_t>(-1) || left != 0) return false;
     iconv(handle_, nullptr, nullptr, &target, &room);
     const std::u32string_view characters(decoded, (sizeof decoded - room) / sizeof(char32_t));
-    return characters.find_first_of(kUserDefined()) == std::u32string_view::npos;
+    return std::ranges::none_of(characters, [](char32_t c) { return c >= 0xE000 && c <= 0xF8FF; });
   }
 
  private:
-  static const std::u32string& kUserDefined() {
-    static const std::u32string all = [] {
-      std::u32string characters;
-      for (char32_t c = 0xE000; c <= 0xF8FF; ++c) characters.push_back(c);
-      return characters;
-    }();
-    return all;
-  }
-
   iconv_t handle_;
 };
 

@@ -25,17 +25,12 @@ std::vector<std::string> namesOf(const JVPlatform::Screens::List& screens) {
 }
 
 TEST(Screens, LieAroundThePrimaryOneWithYGrowingUpwards) {
-  struct Placed {
-    std::string name;
-    std::array<double, 4> frame;
-    bool operator==(const Placed&) const = default;
-  };
-  struct Case {
+  using Placed = std::pair<std::string, std::array<double, 4>>;
+  const struct {
     const char* why;
     std::vector<Monitor> monitors;
     std::vector<Placed> expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"none", {}, {}},
       {"the first without a primary one, wherever it lies",
        {{"a", {{300, 200}, {1440, 900}}, 1, false}},
@@ -50,14 +45,14 @@ TEST(Screens, LieAroundThePrimaryOneWithYGrowingUpwards) {
         {"d", {{0, 100}, {10, 10}}, 1, false}},
        {{"c", {0, 0, 100, 100}}, {"a", {50, -100, 100, 100}}, {"b", {150, -100, 100, 100}}, {"d", {50, -110, 10, 10}}}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
     std::vector<Placed> placed;
     for (const auto& screen : jv::screensOf(c.monitors)) {
       const NSRect frame = screen->frame();
       placed.push_back({screen->name(), {frame.origin.x, frame.origin.y, frame.size.width, frame.size.height}});
     }
-    EXPECT_TRUE(placed == c.expected);
+    EXPECT_EQ(placed, c.expected);
   }
   EXPECT_EQ(jv::screensOf({{"a", {}, 1.25, true}}).front()->scale(), 1.25);
 }

@@ -10,8 +10,10 @@
 
 #include <gtest/gtest.h>
 
+#include "fakes/FakeTextSniffer.h"
 #include "platform/linux/text_sniffer/reference.h"
 #include "platform/text_sniffing.h"
+#include "platform/texts_of_encodings.h"
 
 namespace jv::sniffing {
 namespace {
@@ -77,20 +79,12 @@ TEST(TextSniffer, CountsCharactersAndErrorsOfEightBitEncodings) {
       {"unassigned row", 0x0940, "\xC9\xA1"sv, {1, 0}},
       {"Hangul beyond the standard", 0x0003, "\x81\x41\xC6\x52"sv, {0, 2}},
       {"a vendor row of Mac Korean", 0x0003, "\xA1\x41\xA1\x7D"sv, {0, 2}},
-      {"won sign before a digit, copyright before a blank",
-       0x0003,
-       "\x81"
-       "5\x83 \xFF"sv,
-       {0, 0}},
+      {"won sign before a digit, copyright before a blank", 0x0003, "\x81\x35\x83 \xFF"sv, {0, 0}},
 
       {"characters", 0x0930, "\xD6\xD0\xCE\xC4"sv, {0, 2}},
       {"unassigned cell", 0x0930, "\xD7\xFA"sv, {1, 0}},
       {"characters beyond the standard", 0x0019, "\x81\x40\xFE\x4F"sv, {0, 2}},
-      {"single bytes that also lead pairs",
-       0x0019,
-       "\x80 \xFD"
-       "1\xFE\xB0\xA1\xFF"sv,
-       {0, 1}},
+      {"single bytes that also lead pairs", 0x0019, "\x80 \xFD\x31\xFE\xB0\xA1\xFF"sv, {0, 1}},
   };
   check(samples);
 }
@@ -118,11 +112,7 @@ TEST(TextSniffer, FollowsEscapesAndShifts) {
       {"SO without the header", 0x0840, "\x0EGQ"sv, {1, 0}},
       {"SI without the header", 0x0840, "\x0F"sv, {1, 0}},
       {"header behind text", 0x0840, "text\x1B$)C\x0EGQ"sv, {0, 1}},
-      {"the end of the line ends the shift",
-       0x0840,
-       "\x1B$)C\x0EGQ\nGQ\x0E"
-       "1["sv,
-       {0, 2}},
+      {"the end of the line ends the shift", 0x0840, "\x1B$)C\x0EGQ\nGQ\x0E\x31["sv, {0, 2}},
       {"a Japanese escape", 0x0840, "\x1B$)C\x1B$B"sv, {1, 0}},
       {"unassigned row", 0x0840, "\x1B$)C\x0EI!"sv, {1, 0}},
       {"Japanese does not know the header", 0x0820, "\x1B$)C"sv, {1, 0}},
@@ -227,61 +217,13 @@ TEST(TextSniffer, RefusesWhatItCannotDo) {
 }
 
 TEST(TextSniffer, IsReplacedAndBroughtBack) {
-  struct Other final : JVPlatform::TextSniffer {
-    JVPlatform::OSStatus TECCreateSniffer(JVPlatform::TECSnifferObjectRef*, std::span<const std::uint32_t>) override {
-      return 5;
-    }
-    JVPlatform::OSStatus TECSniffTextEncoding(JVPlatform::TECSnifferObjectRef, std::span<const std::uint8_t>,
-                                              std::span<std::uint32_t>, std::span<std::uint64_t>, std::uint64_t,
-                                              std::span<std::uint64_t>, std::uint64_t, const SniffHints&) override {
-      return 5;
-    }
-    JVPlatform::OSStatus TECDisposeSniffer(JVPlatform::TECSnifferObjectRef) override { return 5; }
-  };
-  const auto other = std::make_shared<Other>();
+  const auto other = std::make_shared<jv::test::FakeTextSniffer>(std::vector<jv::test::FakeTextSniffer::Answer>{});
   const auto first = JVPlatform::installTextSniffer(other);
   EXPECT_EQ(JVPlatform::textSniffer(), other);
   EXPECT_EQ(JVPlatform::installTextSniffer(nullptr), other);
   EXPECT_EQ(sniffed(0x0920, bytesOf("\xC6\xFC"sv)), (Counts{0, 1}));
   JVPlatform::installTextSniffer(first);
   EXPECT_EQ(JVPlatform::textSniffer(), first);
-}
-
-/// Text in which whole characters of every encoding are likely, and what breaks them too.
-std::string randomText(std::mt19937& random, std::size_t length) {
-  static constexpr std::string_view kPieces[] = {"plain text, long enough for words"sv,
-                                                 "\n"sv,
-                                                 "\r\n"sv,
-                                                 "\x1B$B"sv,
-                                                 "\x1B(B"sv,
-                                                 "\x1B(I"sv,
-                                                 "\x1B$(D"sv,
-                                                 "\x1B$)C"sv,
-                                                 "\x0E"sv,
-                                                 "\x0F"sv,
-                                                 "\x1B"sv,
-                                                 "\x8E"sv,
-                                                 "\x8F"sv,
-                                                 "\x8E\xA2"sv,
-                                                 "F|"sv,
-                                                 "\x93\xFA"sv,
-                                                 "\xFF"sv};
-  const auto upTo = [&](std::size_t last) { return std::uniform_int_distribution<std::size_t>(0, last)(random); };
-  const bool mostlyValid = upTo(1) == 0;
-  std::string text;
-  while (text.size() < length) {
-    const std::size_t kind = upTo(mostlyValid ? 200 : 10);
-    if (kind < 5) {
-      text += kPieces[upTo(std::size(kPieces) - 1)];
-    } else if (kind == 5) {
-      text += static_cast<char>(upTo(255));
-    } else {
-      text += static_cast<char>(0xB0 + upTo(0x1F));
-      text += static_cast<char>(0xA1 + upTo(0x5D));
-    }
-  }
-  text.resize(length);
-  return text;
 }
 
 std::size_t plainPrefixOf(std::string_view text) {
@@ -291,14 +233,16 @@ std::size_t plainPrefixOf(std::string_view text) {
 
 TEST(TextSniffer, AgreesWithTheReferenceOnRandomText) {
   std::mt19937 random(20240611);  // NOLINT: the same texts in every run
+  std::vector<TextOf> sources;
+  for (const std::uint32_t encoding : kAllEncodings) sources.emplace_back(encoding, encoding);
   for (int round = 0; round < 600; ++round) {
     const std::size_t length = round % 20 == 0 ? 30000 + random() % 70000 : random() % 300;
-    const std::size_t offset = random() % 16;
-    const std::string text = std::string(round % 3 == 0 ? random() % 100 : 0, 'x') + randomText(random, length);
-    // Exactly as long as the text, so that the sanitizer sees a read beyond the end.
-    const auto buffer = std::make_unique<std::uint8_t[]>(offset + text.size());
-    std::ranges::copy(text, buffer.get() + offset);
-    const Bytes bytes(buffer.get() + offset, text.size());
+    std::string text(round % 3 == 0 ? random() % 100 : 0, 'x');
+    for (int part = 0; part < 2; ++part) {
+      text += sources[random() % sources.size()].draw(length / 2, round % 2 == 0 ? 0 : 5U << random() % 6);
+    }
+    const ExactBuffer buffer(text, random() % 16);
+    const Bytes bytes = buffer.bytes();
     const std::size_t prefix = plainPrefixOf(text);
     for (const std::uint32_t encoding : kAllEncodings) {
       SCOPED_TRACE(testing::Message() << "round " << round << ", encoding " << std::hex << encoding);
@@ -324,8 +268,7 @@ TEST(TextSniffer, AgreesWithTheReferenceOnRandomText) {
 }
 
 TEST(TextSniffer, ServesManyThreadsAtOnce) {
-  std::mt19937 random(7);
-  const std::string text = randomText(random, 100000);
+  const std::string text = TextOf(0x0920, 7).draw(100000, 5);
   const Counts expected = countByReference(0x0920, bytesOf(text), UINT64_MAX, UINT64_MAX);
   std::vector<Counts> found(4);
   std::vector<std::thread> threads;
