@@ -25,18 +25,17 @@ TEST(Rectangles, FromAnyTwoOppositeCorners) {
 }
 
 TEST(Rectangles, RoundEachNumberDownOnItsOwn) {
-  struct Case {
+  const struct {
     const char* why;
     NSRect rect;
     Four expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"negative numbers go down", {{-0.5, 1.9}, {2.5, 2.5}}, {-1, 1, 2, 2}},
       {"the size does not make up for the origin", {{0.5, 0.5}, {1, 1}}, {0, 0, 1, 1}},
       {"negative sizes go down too", {{0, 0}, {-0.5, -3}}, {0, 0, -1, -3}},
       {"what no integer type holds", {{-1e300, 0.1}, {kInfinity, 1e18}}, {-1e300, 0, kInfinity, 1e18}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
     EXPECT_EQ(numbersOf(JVIntegerRect(c.rect)), c.expected);
   }
@@ -44,13 +43,12 @@ TEST(Rectangles, RoundEachNumberDownOnItsOwn) {
 }
 
 TEST(Rectangles, AdjustPointsToTheEdges) {
-  struct Case {
+  const struct {
     const char* why;
     NSPoint point;
     NSRect rect;
     Two expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"beyond two edges", {15, -3}, kSquare, {10, 0}},
       {"inside", {4.5, 9}, kSquare, {4.5, 9}},
       {"on the high edges, which belong to it", {10, 10}, kSquare, {10, 10}},
@@ -58,7 +56,7 @@ TEST(Rectangles, AdjustPointsToTheEdges) {
       {"infinitely far", {kInfinity, -kInfinity}, kSquare, {10, 0}},
       {"infinitely wide", {7, 7}, {{0, 0}, {kInfinity, kInfinity}}, {7, 7}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
     EXPECT_EQ(numbersOf(JVPointAdjustInRect(c.point, c.rect)), c.expected);
   }
@@ -68,18 +66,17 @@ TEST(Rectangles, AdjustPointsToTheEdges) {
 TEST(Rectangles, CornersAndMiddles) {
   // No two of its edges and middles have a number in common.
   constexpr NSRect kRect = {{10, 200}, {30, 50}};
-  struct Corner {
+  const struct {
     const char* name;
     NSPoint (*function)(NSRect, bool);
     Two plain, flipped;
-  };
-  const Corner corners[] = {
+  } corners[] = {
       {"top left", JVRectTopLeftFlipped, {10, 250}, {10, 200}},
       {"bottom left", JVRectBottomLeftFlipped, {10, 200}, {10, 250}},
       {"top right", JVRectTopRightFlipped, {40, 250}, {40, 200}},
       {"bottom right", JVRectBottomRightFlipped, {40, 200}, {40, 250}},
   };
-  for (const Corner& c : corners) {
+  for (const auto& c : corners) {
     SCOPED_TRACE(c.name);
     EXPECT_EQ(numbersOf(c.function(kRect, false)), c.plain);
     EXPECT_EQ(numbersOf(c.function(kRect, true)), c.flipped);

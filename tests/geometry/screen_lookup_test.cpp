@@ -29,13 +29,13 @@ TEST(ScreenForPoint, IsTheFirstThatHoldsItElseTheNearest) {
   const std::vector<NSRect> pair = {{{0, 0}, {1440, 900}}, {{1440, 0}, {1920, 1080}}};
   const std::vector<NSRect> apart = {{{0, 0}, {100, 100}}, {{200, 0}, {100, 100}}};
   const std::vector<NSRect> diagonal = {{{0, 0}, {100, 100}}, {{240, 100}, {100, 100}}};
-  struct Case {
+  const struct {
     const char* why;
     std::vector<NSRect> frames;
     NSPoint point;
-    std::ptrdiff_t expected;
-  };
-  const Case cases[] = {
+    std::optional<std::ptrdiff_t> expected;
+  } cases[] = {
+      {"no screens", {}, {0, 0}, std::nullopt},
       {"low edge", pair, {1440, 10}, 1},
       {"just below it", pair, {1439.5, 10}, 0},
       {"far outside", pair, {5000, 500}, 1},
@@ -56,16 +56,11 @@ TEST(ScreenForPoint, IsTheFirstThatHoldsItElseTheNearest) {
       {"no number", pair, {kNaN, kNaN}, 0},
       {"at the largest distance, the later one is taken", {{{-kMax, 0}, {0, 0}}, {{-kMax, 0}, {0, 0}}}, {0, 0}, 1},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
     const FakeScreens::Installed fake(c.frames);
     EXPECT_EQ(indexFor(c.point, fake->list), c.expected);
   }
-}
-
-TEST(ScreenForPoint, IsNoneWithoutScreens) {
-  const FakeScreens::Installed fake(std::vector<NSRect>{});
-  EXPECT_EQ(indexFor({0, 0}, fake->list), std::nullopt);
 }
 
 TEST(ScreenForPoint, ReadsTheListAfreshEachTime) {

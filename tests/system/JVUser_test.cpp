@@ -24,18 +24,14 @@ TEST_F(User, AnnouncesThatItBecameActiveAndNothingElse) {
   EXPECT_STREQ(JVUserDidBecomeActiveNotification, "JVUserDidBecomeActive");
   EXPECT_TRUE(user.isActive());
   EXPECT_EQ(told, "") << "the creation announces nothing";
-  const struct {
-    std::string_view name;
-    bool active;
-    const char* told;
-  } steps[] = {
-      {kResigned, false, ""}, {kResigned, false, ""},   {kBecame, true, "+"},
-      {kBecame, true, "++"},  {kResigned, false, "++"},
-  };
-  for (const auto& step : steps) {
-    workspace->center.post(step.name);
-    EXPECT_EQ(user.isActive(), step.active);
-    EXPECT_EQ(told, step.told);
+  for (const auto& [name, saidSoFar] : {std::pair<std::string_view, const char*>{kResigned, ""},
+                                        {kResigned, ""},
+                                        {kBecame, "+"},
+                                        {kBecame, "++"},
+                                        {kResigned, "++"}}) {
+    workspace->center.post(name);
+    EXPECT_EQ(user.isActive(), name == kBecame);
+    EXPECT_EQ(told, saidSoFar);
   }
   workspace->center.post("Other");
   NSNotificationCenter::defaultCenter().post(kBecame);

@@ -85,15 +85,14 @@ TEST(ComputerName, FallsBackOnlyWhereThereIsNone) {
 }
 
 TEST(ComputerModel, IsEmptyWhereSomethingFails) {
-  struct Case {
+  const struct {
     const char* why;
     std::string model;
     const char* expected;
     bool sizeAnswers = true;
     bool valueAnswers = true;
     std::optional<std::size_t> claimedSize = {};
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"a model", std::string("Box15,2", 8), "Box15,2"},
       {"ends at its first zero byte", std::string("Box\0more\0", 9), "Box"},
       {"without a zero byte", "Box", "Box"},
@@ -107,7 +106,7 @@ TEST(ComputerModel, IsEmptyWhereSomethingFails) {
       {"smaller than thought", "Box", "Box", true, true, 100},
   };
   const jvtest::InstalledProcessInformation process;
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
     process->model = c.model;
     process->sizeAnswers = c.sizeAnswers;
