@@ -11,10 +11,12 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iostream>
+#include <iterator>
+#include <map>
 #include <sstream>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -35,12 +37,16 @@ std::string list() {
   return line.str();
 }
 
-std::string at(NSPoint point) {
+std::string at(std::istream& words) {
+  NSPoint point{};
+  words >> point.x >> point.y;
   const auto screen = JVScreenForPoint(point);
   return screen ? screen->name() : "none";
 }
 
-std::string onThreads(int number, int count) {
+std::string onThreads(std::istream& words) {
+  int number = 0, count = 0;
+  words >> number >> count;
   const std::string expected = list();
   std::atomic<int> wrong{0};
   std::vector<std::thread> threads;
@@ -66,13 +72,10 @@ std::string descriptors() {
 
 std::string mapped() {
   std::ifstream maps("/proc/self/maps");
+  const std::string all(std::istreambuf_iterator<char>(maps), {});
   std::string found;
-  for (std::string line; std::getline(maps, line);) {
-    for (const char* library : {"libxcb", "libwayland"}) {
-      if (line.find(library) != std::string::npos && found.find(library) == std::string::npos) {
-        found += ' ' + std::string(library);
-      }
-    }
+  for (const char* library : {" libxcb", " libwayland"}) {
+    if (all.find(library + 1) != std::string::npos) found += library;
   }
   return found;
 }
@@ -80,24 +83,18 @@ std::string mapped() {
 }  // namespace
 
 int main() {
+  const std::map<std::string, std::function<std::string(std::istream&)>> answers = {
+      {"list", [](auto&) { return list(); }},
+      {"at", at},
+      {"threads", onThreads},
+      {"modules", [](auto&) { return modules(); }},
+      {"descriptors", [](auto&) { return descriptors(); }},
+      {"mapped", [](auto&) { return mapped(); }},
+  };
   for (std::string line; std::getline(std::cin, line);) {
     std::istringstream words(line);
     std::string what;
     words >> what;
-    if (what == "list") std::cout << list();
-    if (what == "at") {
-      NSPoint point{};
-      words >> point.x >> point.y;
-      std::cout << at(point);
-    }
-    if (what == "threads") {
-      int number = 0, count = 0;
-      words >> number >> count;
-      std::cout << onThreads(number, count);
-    }
-    if (what == "modules") std::cout << modules();
-    if (what == "descriptors") std::cout << descriptors();
-    if (what == "mapped") std::cout << mapped();
-    std::cout << std::endl;
+    std::cout << answers.at(what)(words) << std::endl;
   }
 }
