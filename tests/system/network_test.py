@@ -1,7 +1,6 @@
 """network_test.py JV: `jv listen` and `jv info` on a network and under names that change."""
 
 import json
-import os
 import pathlib
 import subprocess
 import unittest
