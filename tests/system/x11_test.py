@@ -17,10 +17,18 @@ class IdleTime(unittest.TestCase):
     def idle(self, **variables):
         return facts(env={**ALONE, **variables})["idle seconds"]
 
+    def answered(self):
+        """The answer of a server that has a tenth of a second to give it, on a machine that may be busy."""
+        for _ in range(100):
+            idle, origin = self.idle(**server.environment)
+            if origin:
+                return idle, origin
+        self.fail("the server never answered in time")
+
     def test_grows_while_nobody_touches_anything(self):
-        first, origin = self.idle(**server.environment)
+        first, origin = self.answered()
         self.assertEqual(origin, "X server")
-        second, _ = self.idle(**server.environment)
+        second, _ = self.answered()
         self.assertGreater(second, first)
         self.assertLess(second, 3600)
 
