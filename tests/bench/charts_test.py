@@ -13,6 +13,10 @@ import charts
 SVG = "{http://www.w3.org/2000/svg}"
 
 
+def said(text):
+    return " ".join("".join(text.itertext()).split())
+
+
 def row(name, ratio, who="peer", best=None, **more):
     measured = None if ratio is None else ratio * 50
     return {"subject": "Queues", "case": "one", "who": who, "name": name, "unit": "ns", "better": "less",
@@ -38,9 +42,6 @@ class Picture:
 
     def value(self, index):
         return self.rows[index].findall(f"{SVG}text")[1]
-
-    def said(self, index):
-        return " ".join("".join(self.value(index).itertext()).split())
 
     def ticks(self):
         return [text.text for text in self.root.findall(f".//{SVG}text[@class='middle muted']")]
@@ -85,13 +86,13 @@ class ChartTest(unittest.TestCase):
     def test_what_was_not_measured_is_said_to_be_missing(self):
         missing = Picture([row("bare", 1, "floor"), row("Queue", 2, "ours"), row("gone", None)])
         self.assertIsNone(missing.bar(2))
-        self.assertEqual(missing.said(2), "not measured here")
+        self.assertEqual(said(missing.value(2)), "not measured here")
         self.assertIn("gone not measured here", missing.description())
 
         # A figure without a floor is shown, and no ratio is made up for it.
         alone = Picture([row("bare", None, "floor"), row("Queue", None, "ours", median=50, best=40)])
         self.assertIsNone(alone.bar(1))
-        self.assertEqual(alone.said(1), "50.0 ns")
+        self.assertEqual(said(alone.value(1)), "50.0 ns")
 
     def test_nothing_leaves_the_picture(self):
         for why, of in (
@@ -119,10 +120,8 @@ class ChartTest(unittest.TestCase):
                     self.assertGreaterEqual(float(picture.value(index).get("x")), end)
                 for text in picture.root.iter(f"{SVG}text"):
                     if not {"end", "middle"} & set(text.get("class", "").split()):
-                        said = " ".join("".join(text.itertext()).split())
-                        self.assertLessEqual(float(text.get("x")) + 6.8 * len(said), width)
-                self.assertGreaterEqual(len(picture.ticks()), 2)
-                self.assertLessEqual(len(picture.ticks()), 12)
+                        self.assertLessEqual(float(text.get("x")) + 6.8 * len(said(text)), width)
+                self.assertIn(len(picture.ticks()), range(2, 13))
                 for element in picture.root.iter():
                     for name, limit in (("x", width), ("x1", width), ("x2", width), ("y", height), ("y2", height)):
                         self.assertTrue(0 <= float(element.get(name, 0)) <= limit, (element.tag, element.attrib))

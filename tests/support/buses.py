@@ -7,13 +7,8 @@ import sys
 
 from listening import eventually
 from namespaces import skip
+from processes import start_bus
 
-CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig><type>{kind}</type><listen>unix:path={path}</listen>
-<policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy>
-</busconfig>
-"""
 DEBIAN = "/usr/bin/python3"
 
 try:
@@ -36,20 +31,13 @@ class Bus:
     """A bus of the kind "system" or "session" with its socket in @folder. Its address goes into the environment."""
 
     def __init__(self, kind, folder):
-        self.kind = kind
-        self.path = os.path.join(folder, kind)
-        self.address = f"unix:path={self.path}"
-        self.file = self.path + ".conf"
-        with open(self.file, "w", encoding="ascii") as file:
-            file.write(CONFIGURATION.format(kind=kind, path=self.path))
-        os.environ[f"DBUS_{kind.upper()}_BUS_ADDRESS"] = self.address
+        self.kind, self.folder = kind, folder
         self.services = []
         self.start()
+        os.environ[f"DBUS_{kind.upper()}_BUS_ADDRESS"] = self.address
 
     def start(self):
-        self.daemon = subprocess.Popen(["dbus-daemon", f"--config-file={self.file}", "--nofork", "--nopidfile",
-                                        "--print-address"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-        assert self.daemon.stdout.readline(), "the bus did not start"
+        self.daemon, self.address = start_bus(self.kind, self.folder)
         self.connection = dbus.bus.BusConnection(self.address)
 
     def serve(self, *arguments):

@@ -56,12 +56,6 @@ class Listening:
         with open(f"/proc/{self.process.pid}/statm", encoding="ascii") as file:
             return int(file.read().split()[1]) * os.sysconf("SC_PAGESIZE") // 1024
 
-    def processor_time(self):
-        """Ticks of the clock that the process has used."""
-        with open(f"/proc/{self.process.pid}/stat", encoding="ascii") as file:
-            fields = file.read().rpartition(")")[2].split()
-        return int(fields[11]) + int(fields[12])
-
     def __enter__(self):
         return self
 

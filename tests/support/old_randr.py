@@ -2,104 +2,63 @@
 
 import socket
 import struct
-import threading
+
+import between
+from between import exactly
 
 FIRST_PORT = 6000  # of display 0
 QUERY_EXTENSION = 98
 RANDR_QUERY_VERSION = 0
 
 
-class OldRandR:
+class OldRandR(between.Between):
     """Passes everything on to the X server @server, but for the version, which becomes 1.@minor. Speaks to clients of
     this machine's byte order that do not use the extension for large requests."""
 
     def __init__(self, server, minor):
-        self.server, self.minor = server, minor
-
-    def __enter__(self):
-        self.listener = socket.create_server(("127.0.0.1", 0))
-        self.environment = {"DISPLAY": f"127.0.0.1:{self.listener.getsockname()[1] - FIRST_PORT}"}
-        threading.Thread(target=self.serve, daemon=True).start()
-        return self
-
-    def __exit__(self, *_):
-        self.listener.shutdown(socket.SHUT_RDWR)
-        self.listener.close()
-
-    def serve(self):
-        while True:
-            try:
-                client, _ = self.listener.accept()
-            except OSError:
-                return
-            server = socket.socket(socket.AF_UNIX)
-            server.connect(f"/tmp/.X11-unix/X{self.server.display[1:]}")
-            connection = Connection(client, server, self.minor)
-            for step in connection.requests, connection.replies:
-                threading.Thread(target=step, daemon=True).start()
+        listener = socket.create_server(("127.0.0.1", 0))
+        super().__init__(listener, f"/tmp/.X11-unix/X{server.display[1:]}", lambda *ends: Connection(minor, *ends))
+        self.environment = {"DISPLAY": f"127.0.0.1:{listener.getsockname()[1] - FIRST_PORT}"}
 
 
-class Connection:
-    def __init__(self, client, server, minor):
-        self.client, self.server, self.minor = client, server, minor
+class Connection(between.Connection):
+    def __init__(self, minor, *ends):
+        super().__init__(*ends)
+        self.minor = minor
         self.randr = None  # its code, once the client has asked for it
         self.wanted = {}  # what the replies to look at are about, by the number of the request
 
     def requests(self):
-        try:
-            setup = exactly(self.client, 12)
-            name, data = struct.unpack_from("=HH", setup, 6)
-            self.server.sendall(setup + exactly(self.client, padded(name) + padded(data)))
-            number = 0
-            while True:
-                head = exactly(self.client, 4)
-                code, detail, words = struct.unpack("=BBH", head)
-                body = exactly(self.client, 4 * words - 4)
-                number += 1
-                if code == QUERY_EXTENSION and body[4:9] == b"RANDR":
-                    self.wanted[number] = "code"
-                if code == self.randr and detail == RANDR_QUERY_VERSION:
-                    self.wanted[number] = "version"
-                self.server.sendall(head + body)
-        except OSError:
-            self.end()
+        setup = exactly(self.client, 12)
+        name, data = struct.unpack_from("=HH", setup, 6)
+        self.server.sendall(setup + exactly(self.client, padded(name) + padded(data)))
+        number = 0
+        while True:
+            head = exactly(self.client, 4)
+            code, detail, words = struct.unpack("=BBH", head)
+            body = exactly(self.client, 4 * words - 4)
+            number += 1
+            if code == QUERY_EXTENSION and body[4:9] == b"RANDR":
+                self.wanted[number] = "code"
+            if code == self.randr and detail == RANDR_QUERY_VERSION:
+                self.wanted[number] = "version"
+            self.server.sendall(head + body)
 
-    def replies(self):
-        try:
-            setup = exactly(self.server, 8)
-            self.client.sendall(setup + exactly(self.server, 4 * struct.unpack_from("=H", setup, 6)[0]))
-            while True:
-                reply = bytearray(exactly(self.server, 32))
-                kind, number, more = reply[0], *struct.unpack_from("=HI", reply, 2)
-                if kind == 1 and more:
-                    reply += exactly(self.server, 4 * more)
-                what = self.wanted.pop(number, None)
-                if kind == 1 and what == "code":
-                    self.randr = reply[9]
-                if kind == 1 and what == "version":
-                    struct.pack_into("=II", reply, 8, 1, self.minor)
-                self.client.sendall(reply)
-        except OSError:
-            self.end()
-
-    def end(self):
-        for end in self.client, self.server:
-            try:
-                end.shutdown(socket.SHUT_RDWR)
-            except OSError:
-                pass
-            end.close()
+    def answers(self):
+        setup = exactly(self.server, 8)
+        self.client.sendall(setup + exactly(self.server, 4 * struct.unpack_from("=H", setup, 6)[0]))
+        while True:
+            reply = bytearray(exactly(self.server, 32))
+            kind, number, more = reply[0], *struct.unpack_from("=HI", reply, 2)
+            if kind == 1:
+                reply += exactly(self.server, 4 * more)
+            what = self.wanted.pop(number, None)
+            if kind == 1 and what == "code":
+                self.randr = reply[9]
+            if kind == 1 and what == "version":
+                struct.pack_into("=II", reply, 8, 1, self.minor)
+            self.client.sendall(reply)
 
 
 def padded(length):
     return (length + 3) // 4 * 4
-
-
-def exactly(stream, length):
-    data = b""
-    while len(data) < length:
-        piece = stream.recv(length - len(data))
-        if not piece:
-            raise ConnectionError
-        data += piece
-    return data

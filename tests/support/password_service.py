@@ -16,10 +16,13 @@ component is missing.
 """
 
 import os
+import pathlib
 import shutil
 import subprocess
 import sys
 import tempfile
+
+from processes import start_bus
 
 MISSING = 77
 PASSWORD = "correct-horse"
@@ -43,12 +46,6 @@ except (ImportError, ValueError) as error:
 for program in ("dbus-daemon", "gnome-keyring-daemon"):
     if shutil.which(program) is None:
         missing(program)
-
-BUS = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig><type>session</type><keep_umask/><listen>unix:path={}</listen>
-<policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy>
-</busconfig>"""
 
 PROMPTER = """<node><interface name="org.gnome.keyring.internal.Prompter">
 <method name="BeginPrompting"><arg name="callback" type="o" direction="in"/></method>
@@ -88,36 +85,22 @@ class Prompter:
             _, kind, _, received = arguments.unpack()
             exchange = self.exchanges[callback]
             exchange.receive(received)
-            if self.answer == "dismiss":
-                ready("no", exchange.send(None, 0))
-            else:
-                ready("yes", exchange.send(PASSWORD, -1) if kind == "password" else exchange.send(None, 0))
+            gives = self.answer != "dismiss"
+            password = (PASSWORD, -1) if gives and kind == "password" else (None, 0)
+            ready("yes" if gives else "no", exchange.send(*password))
 
 
 class Session:
     def __init__(self, folder, prompts):
-        self.folder, self.daemon = folder, None
-        for name in ("home", "data/keyrings", "config", "cache", "run"):
-            os.makedirs(os.path.join(folder, name), 0o700)
-        run = os.path.join(folder, "run")
-        self.environment = {
-            "HOME": os.path.join(folder, "home"),
-            "XDG_DATA_HOME": os.path.join(folder, "data"),
-            "XDG_CONFIG_HOME": os.path.join(folder, "config"),
-            "XDG_CACHE_HOME": os.path.join(folder, "cache"),
-            "XDG_RUNTIME_DIR": run,
-            "DBUS_SESSION_BUS_ADDRESS": f"unix:path={run}/bus",
-        }
-        configuration = os.path.join(folder, "bus.conf")
-        with open(configuration, "w", encoding="ascii") as file:
-            file.write(BUS.format(f"{run}/bus"))
-        # The bus says its address when it is there.
-        self.bus = subprocess.Popen(["dbus-daemon", f"--config-file={configuration}", "--nofork", "--nopidfile",
-                                     "--print-address=1"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-        self.bus.stdout.readline()
+        self.folder, self.daemon = pathlib.Path(folder), None
+        self.bus, address = start_bus("session", folder)
+        self.environment = {"DBUS_SESSION_BUS_ADDRESS": address}
+        for name, below in (("HOME", "home"), ("XDG_DATA_HOME", "data"), ("XDG_CONFIG_HOME", "config"),
+                            ("XDG_CACHE_HOME", "cache"), ("XDG_RUNTIME_DIR", "run")):
+            self.environment[name] = f"{folder}/{below}"
+            os.mkdir(self.environment[name], 0o700)
         flags = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
-        self.connection = Gio.DBusConnection.new_for_address_sync(self.environment["DBUS_SESSION_BUS_ADDRESS"], flags,
-                                                                  None, None)
+        self.connection = Gio.DBusConnection.new_for_address_sync(address, flags, None, None)
         self.prompter = Prompter(self.connection, prompts) if prompts else None
 
     def close(self):
@@ -149,13 +132,13 @@ class Session:
             raise RuntimeError("the password service did not " + ("appear" if wanted else "end"))
 
     def start(self, mode):
-        default = os.path.join(self.folder, "data/keyrings/default")
+        keyrings = self.folder / "data/keyrings"
+        keyrings.mkdir(0o700, exist_ok=True)
         if mode != "start-empty":
-            with open(default, "w", encoding="ascii") as file:
-                file.write("login")
+            (keyrings / "default").write_text("login", encoding="ascii")
         opens = mode == "start"
         command = ["gnome-keyring-daemon", "--foreground", "--components=secrets",
-                   "--control-directory=" + os.path.join(self.folder, "run/keyring")] + ["--unlock"] * opens
+                   f"--control-directory={self.folder}/run/keyring", *["--unlock"] * opens]
 
         def launch():
             self.daemon = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
@@ -173,18 +156,18 @@ class Session:
 
         self.wait_for_owner(False, end)
 
-    def session(self):
+    def in_session(self, secret):
+        """The service's struct for @secret, in a new session."""
         reply = self.call(PATH, "org.freedesktop.Secret.Service", "OpenSession",
                           GLib.Variant("(sv)", ("plain", GLib.Variant("s", ""))))
-        return reply.unpack()[1]
+        return reply.unpack()[1], b"", secret.encode(), "text/plain"
 
     def store(self, secret, label, *attributes):
         pairs = dict(attribute.split("=", 1) for attribute in attributes)
+        properties = {"org.freedesktop.Secret.Item.Label": GLib.Variant("s", label.replace("%", "")),
+                      "org.freedesktop.Secret.Item.Attributes": GLib.Variant("a{ss}", pairs)}
         self.call(COLLECTION, "org.freedesktop.Secret.Collection", "CreateItem",
-                  GLib.Variant("(a{sv}(oayays)b)",
-                               ({"org.freedesktop.Secret.Item.Label": GLib.Variant("s", label.replace("%", "")),
-                                 "org.freedesktop.Secret.Item.Attributes": GLib.Variant("a{ss}", pairs)},
-                                (self.session(), b"", secret.encode(), "text/plain"), False)))
+                  GLib.Variant("(a{sv}(oayays)b)", (properties, self.in_session(secret), False)))
 
     def obey(self, command, *arguments):
         if command in ("start", "start-locked", "start-empty"):
@@ -195,7 +178,7 @@ class Session:
             self.call(PATH, "org.freedesktop.Secret.Service", "Lock", GLib.Variant("(ao)", ([COLLECTION],)))
         elif command == "unlock":
             self.call(PATH, "org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface", "UnlockWithMasterPassword",
-                      GLib.Variant("(o(oayays))", (COLLECTION, (self.session(), b"", PASSWORD.encode(), "text/plain"))))
+                      GLib.Variant("(o(oayays))", (COLLECTION, self.in_session(PASSWORD))))
         elif command == "store":
             self.store(*arguments)
         else:

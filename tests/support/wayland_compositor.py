@@ -7,18 +7,16 @@ import os
 import pathlib
 import re
 import shutil
-import signal
 import subprocess
-import sys
 import tempfile
 
-from processes import BOUND, end, path_of, read_line
+from processes import BOUND, Started, path_of, read_line, run_under
 
 NOBODY = 65534
 
 
-class WaylandCompositor:
-    """Ends with the `with` that it is used in. Its outputs are HEADLESS-1, HEADLESS-2, …"""
+class WaylandCompositor(Started):
+    """Its outputs are HEADLESS-1, HEADLESS-2, …"""
 
     def __init__(self, *outputs):
         self.outputs = outputs
@@ -62,16 +60,13 @@ class WaylandCompositor:
                 # It would overhear the signal that ends it before it works on events, as it does when it answers.
                 self.command("nop")
             except BaseException:
-                end(self.process)
+                self.end()
                 raise
         finally:
             os.close(descriptor)
 
-    def end(self):
-        end(self.process)
-
-    def __exit__(self, *_):
-        self.end()
+    def __exit__(self, *failure):
+        super().__exit__(*failure)
         shutil.rmtree(self.folder)
 
     def command(self, text):
@@ -79,25 +74,11 @@ class WaylandCompositor:
         subprocess.run([path_of("swaymsg"), "-s", str(self.folder / "control"), text], check=True, timeout=BOUND,
                        stdout=subprocess.DEVNULL)
 
-    def stop_answering(self):
-        self.process.send_signal(signal.SIGSTOP)
-
-    def answer_again(self):
-        self.process.send_signal(signal.SIGCONT)
-
 
 def settings(output):
     width, height, x, y, scale = re.fullmatch(r"(\d+)x(\d+)\+(-?\d+)\+(-?\d+)(?:@([\d.]+))?", output).groups()
     return f"resolution {width}x{height} position {x} {y} scale {scale or 1}"
 
 
-def main(arguments):
-    at = arguments.index("--")
-    with WaylandCompositor(*arguments[:at]) as compositor:
-        environment = {**os.environ, **compositor.environment}
-        environment.pop("DISPLAY", None)
-        return subprocess.run(arguments[at + 1:], env=environment, check=False).returncode
-
-
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))
+    run_under(WaylandCompositor, without="DISPLAY")

@@ -5,24 +5,20 @@ x_server.py [WIDTHxHEIGHT+X+Y …] -- COMMAND …: runs COMMAND under one. The f
 
 import os
 import re
-import signal
 import subprocess
-import sys
 
-from processes import BOUND, end, path_of, read_line
+from processes import BOUND, Started, path_of, read_line, run_under
 
 
-class XServer:
-    """Ends with the `with` that it is used in."""
-
+class XServer(Started):
     def __init__(self, *monitors, size="4000x3000", display=None, options=()):
         self.monitors, self.size, self.display, self.options = monitors, size, display, options
 
     def __enter__(self):
         read, write = os.pipe()
         # -noreset: else it forgets its monitors when its last client leaves.
-        command = [path_of("Xvfb"), *filter(None, [self.display]), "-displayfd", str(write), "-screen", "0", self.size + "x24", "-nolisten", "tcp",
-                   "-noreset", *self.options]
+        command = [path_of("Xvfb"), *filter(None, [self.display]), "-displayfd", str(write), "-screen", "0",
+                   self.size + "x24", "-nolisten", "tcp", "-noreset", *self.options]
         self.process = subprocess.Popen(command, pass_fds=[write], stdin=subprocess.DEVNULL,
                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         os.close(write)
@@ -34,17 +30,11 @@ class XServer:
                 self.set_monitor(chr(ord("A") + number), place, primary=number == 0,
                                  output="screen" if number == 0 else "none")
         except BaseException:
-            end(self.process)
+            self.end()
             raise
         finally:
             os.close(read)
         return self
-
-    def end(self):
-        end(self.process)
-
-    def __exit__(self, *_):
-        self.end()
 
     def xrandr(self, *arguments):
         subprocess.run([path_of("xrandr"), "--display", self.display, *arguments], check=True, timeout=BOUND,
@@ -59,20 +49,6 @@ class XServer:
     def delete_monitor(self, name):
         self.xrandr("--delmonitor", name)
 
-    def stop_answering(self):
-        self.process.send_signal(signal.SIGSTOP)
-
-    def answer_again(self):
-        self.process.send_signal(signal.SIGCONT)
-
-
-def main(arguments):
-    at = arguments.index("--")
-    with XServer(*arguments[:at]) as server:
-        environment = {**os.environ, **server.environment}
-        environment.pop("WAYLAND_DISPLAY", None)
-        return subprocess.run(arguments[at + 1:], env=environment, check=False).returncode
-
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))
+    run_under(XServer, without="WAYLAND_DISPLAY")
