@@ -3,8 +3,9 @@
 
 #include <JorvaneFoundation/platform/EventStream.h>
 
+#include "support/installed.h"
+
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -32,7 +33,7 @@ class FakeEventStream final : public JVPlatform::EventStream {
     void FSEventStreamInvalidate() override { maker_.steps.emplace_back("invalidate"); }
     void FSEventStreamRelease() override {
       maker_.steps.emplace_back("release");
-      std::erase(maker_.streams, this);
+      std::erase(maker_.present, this);
       delete this;
     }
     [[nodiscard]] std::optional<std::string> problem() const override { return maker_.trouble; }
@@ -57,7 +58,7 @@ class FakeEventStream final : public JVPlatform::EventStream {
   bool starts = true;  ///< and started
   std::optional<std::string> trouble;
 
-  std::vector<Stream*> streams;  ///< that are there
+  std::vector<Stream*> present;
   std::vector<std::string> steps;
 
   JVPlatform::FSEventStreamRef FSEventStreamCreate(JVPlatform::FSEventStreamCallback callback,
@@ -71,23 +72,11 @@ class FakeEventStream final : public JVPlatform::EventStream {
     stream->sinceWhen = sinceWhen;
     stream->latency = latency;
     stream->flags = flags;
-    streams.push_back(stream);
+    present.push_back(stream);
     return stream;
   }
 };
 
-/// Puts a fake in use, and what was before it back at the end of the scope.
-class InstalledEventStream {
- public:
-  InstalledEventStream() : before_(JVPlatform::installEventStream(fake)) {}
-  InstalledEventStream(const InstalledEventStream&) = delete;
-  InstalledEventStream& operator=(const InstalledEventStream&) = delete;
-  ~InstalledEventStream() { JVPlatform::installEventStream(std::move(before_)); }
-
-  const std::shared_ptr<FakeEventStream> fake = std::make_shared<FakeEventStream>();
-
- private:
-  std::shared_ptr<JVPlatform::EventStream> before_;
-};
+using InstalledEventStream = Installed<FakeEventStream, JVPlatform::installEventStream>;
 
 }  // namespace jvtest

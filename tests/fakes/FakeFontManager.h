@@ -3,6 +3,8 @@
 
 #include <JorvaneFoundation/platform/FontManager.h>
 
+#include "support/installed.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cmath>
@@ -21,18 +23,7 @@ class FakeFontManager final : public JVPlatform::FontManager {
   using Traits = JVPlatform::NSFontTraitMask;
 
   /// In use until the end of the scope.
-  class Installed {
-   public:
-    Installed() : fake_(std::make_shared<FakeFontManager>()), before_(JVPlatform::installFontManager(fake_)) {}
-    Installed(const Installed&) = delete;
-    Installed& operator=(const Installed&) = delete;
-    ~Installed() { JVPlatform::installFontManager(before_); }
-    FakeFontManager* operator->() const { return fake_.get(); }
-
-   private:
-    std::shared_ptr<FakeFontManager> fake_;
-    std::shared_ptr<FontManager> before_;
-  };
+  using Installed = jvtest::Installed<FakeFontManager, JVPlatform::installFontManager>;
 
   /// @p traits of the face; ascender, descender and leading are those of a size of one point.
   void add(std::string family, Traits traits, double ascender = 0.75, double descender = -0.25, double leading = 0) {

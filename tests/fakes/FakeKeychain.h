@@ -4,6 +4,8 @@
 #include <JorvaneFoundation/keychain/JVKeychain.h>
 #include <JorvaneFoundation/platform/Keychain.h>
 
+#include "support/installed.h"
+
 #include <cstdint>
 #include <cstring>
 #include <deque>
@@ -88,8 +90,7 @@ class FakeKeychain final : public JVPlatform::Keychain {
             shown(pathLength, path), std::to_string(port), std::to_string(protocol), std::to_string(authentication),
             wanted(passwordLength && passwordData, reference)});
     return find(passwordLength, passwordData, reference, [&](const Dictionary& item) {
-      const Value* const portValue = item.find("port");
-      const auto* const number = portValue ? portValue->number() : nullptr;
+      const auto* const number = item.find("port") ? item.find("port")->number() : nullptr;
       return isText(item, "class", "inet") && isText(item, "srvr", {server, serverLength}) &&
              isText(item, "sdmn", {domain, domainLength}) && isText(item, "acct", {account, accountLength}) &&
              isText(item, "path", {path, pathLength}) &&
@@ -108,10 +109,7 @@ class FakeKeychain final : public JVPlatform::Keychain {
     record({"add", shown(serverLength, server), shown(domainLength, domain), shown(accountLength, account),
             shown(pathLength, path), std::to_string(port), std::to_string(protocol), std::to_string(authentication),
             bytesOf(passwordLength, passwordData), wanted(false, reference)});
-    return addItem({{"class", "inet"},
-                    {"srvr", std::string(server, serverLength)},
-                    {"acct", std::string(account, accountLength)},
-                    {"labl", std::string(server, serverLength)}},
+    return addItem("inet", "srvr", {server, serverLength}, {account, accountLength},
                    bytesOf(passwordLength, passwordData), reference);
   }
 
@@ -131,10 +129,7 @@ class FakeKeychain final : public JVPlatform::Keychain {
                                          JVPlatform::SecKeychainItemRef* reference) override {
     record({"add", shown(serviceLength, service), shown(accountLength, account), bytesOf(passwordLength, passwordData),
             wanted(false, reference)});
-    return addItem({{"class", "genp"},
-                    {"svce", std::string(service, serviceLength)},
-                    {"acct", std::string(account, accountLength)},
-                    {"labl", std::string(service, serviceLength)}},
+    return addItem("genp", "svce", {service, serviceLength}, {account, accountLength},
                    bytesOf(passwordLength, passwordData), reference);
   }
 
@@ -238,9 +233,11 @@ class FakeKeychain final : public JVPlatform::Keychain {
     return JVPlatform::errSecItemNotFound;
   }
 
-  OSStatus addItem(Dictionary attributes, std::string password, JVPlatform::SecKeychainItemRef* reference) {
+  /// @param key  what @p name is called in an item of the class @p kind
+  OSStatus addItem(const char* kind, const char* key, const std::string& name, const std::string& account,
+                   std::string password, JVPlatform::SecKeychainItemRef* reference) {
     if (addStatus) return *addStatus;
-    add(std::move(attributes), std::move(password));
+    add({{"class", kind}, {key, name}, {"acct", account}, {"labl", name}}, std::move(password));
     refer(items.size() - 1, reference);
     return 0;
   }
@@ -261,17 +258,6 @@ class FakeKeychain final : public JVPlatform::Keychain {
   std::set<void*> bytes_;
 };
 
-/// Puts a keychain in use, and the one before it back at the end of the scope.
-class InstalledKeychain {
- public:
-  explicit InstalledKeychain(std::shared_ptr<JVPlatform::Keychain> keychain)
-      : before_(JVPlatform::installKeychain(std::move(keychain))) {}
-  InstalledKeychain(const InstalledKeychain&) = delete;
-  InstalledKeychain& operator=(const InstalledKeychain&) = delete;
-  ~InstalledKeychain() { JVPlatform::installKeychain(std::move(before_)); }
-
- private:
-  std::shared_ptr<JVPlatform::Keychain> before_;
-};
+using InstalledKeychain = InUse<JVPlatform::installKeychain>;
 
 }  // namespace jvtest

@@ -3,6 +3,8 @@
 
 #include <JorvaneFoundation/platform/Process.h>
 
+#include "support/installed.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -161,17 +163,6 @@ class FakeProcess final : public JVPlatform::Process {
   std::size_t nextPipe_ = 0;
 };
 
-/// Puts a process in use, and the one before it back at the end of the scope.
-class InstalledProcess {
- public:
-  explicit InstalledProcess(std::shared_ptr<JVPlatform::Process> process)
-      : before_(JVPlatform::installProcess(std::move(process))) {}
-  InstalledProcess(const InstalledProcess&) = delete;
-  InstalledProcess& operator=(const InstalledProcess&) = delete;
-  ~InstalledProcess() { JVPlatform::installProcess(std::move(before_)); }
-
- private:
-  std::shared_ptr<JVPlatform::Process> before_;
-};
+using InstalledProcess = InUse<JVPlatform::installProcess>;
 
 }  // namespace jvtest

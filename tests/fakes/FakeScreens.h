@@ -3,6 +3,8 @@
 
 #include <JorvaneFoundation/platform/Screens.h>
 
+#include "support/installed.h"
+
 #include <memory>
 #include <utility>
 #include <vector>
@@ -12,21 +14,9 @@ namespace jv::test {
 class FakeScreens final : public JVPlatform::Screens {
  public:
   /// In use until the end of the scope.
-  class Installed {
-   public:
-    explicit Installed(const std::vector<NSRect>& frames) : fake_(std::make_shared<FakeScreens>()) {
-      fake_->setFrames(frames);
-      before_ = JVPlatform::installScreens(fake_);
-    }
-    Installed(const Installed&) = delete;
-    Installed& operator=(const Installed&) = delete;
-    ~Installed() { JVPlatform::installScreens(std::move(before_)); }
-    FakeScreens* operator->() const { return fake_.get(); }
+  using Installed = jvtest::Installed<FakeScreens, JVPlatform::installScreens>;
 
-   private:
-    std::shared_ptr<FakeScreens> fake_;
-    std::shared_ptr<Screens> before_;
-  };
+  explicit FakeScreens(const std::vector<NSRect>& frames) { setFrames(frames); }
 
   void setFrames(const std::vector<NSRect>& frames) {
     list.clear();

@@ -3,6 +3,8 @@
 
 #include <JorvaneFoundation/platform/TextSniffer.h>
 
+#include "support/installed.h"
+
 #include <algorithm>
 #include <memory>
 #include <utility>
@@ -19,19 +21,9 @@ class FakeTextSniffer final : public JVPlatform::TextSniffer {
   };
 
   /// In use until the end of the scope.
-  class Installed {
-   public:
-    explicit Installed(std::vector<Answer> answers) : fake_(std::make_shared<FakeTextSniffer>(std::move(answers))) {
-      before_ = JVPlatform::installTextSniffer(fake_);
-    }
-    Installed(const Installed&) = delete;
-    Installed& operator=(const Installed&) = delete;
-    ~Installed() { JVPlatform::installTextSniffer(before_); }
-    FakeTextSniffer* operator->() const { return fake_.get(); }
-
-   private:
-    std::shared_ptr<FakeTextSniffer> fake_;
-    std::shared_ptr<TextSniffer> before_;
+  struct Installed : jvtest::Installed<FakeTextSniffer, JVPlatform::installTextSniffer> {
+    explicit Installed(std::vector<Answer> answers)
+        : jvtest::Installed<FakeTextSniffer, JVPlatform::installTextSniffer>(std::move(answers)) {}
   };
 
   /// @param best  what to answer about these encodings, best first; all others come behind them, full of errors.

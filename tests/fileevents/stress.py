@@ -5,6 +5,7 @@ watcher now and then, so that the kernel's queue overflows where it is short. --
 watcher has their file system watched, and ends with 77 where that is not possible."""
 
 import argparse
+import contextlib
 import json
 import os
 import random
@@ -36,6 +37,9 @@ class Worker:
             return f"n{self.random.randrange(12)}"  # so that names are used again
         return f"{self.seed}-{self.count}"
 
+    def new_path(self):
+        return os.path.join(self.folder(), self.name())
+
     def folder(self, top=None):
         at = top or self.root
         while self.random.random() < 0.75:
@@ -45,9 +49,9 @@ class Worker:
             at = self.random.choice(below)
         return at
 
-    def entry(self, is_wanted):
-        found = [entry.path for entry in os.scandir(self.folder()) if is_wanted(entry)]
-        return self.random.choice(found) if found else None
+    def entry(self, is_wanted=lambda entry: True):
+        """Raises IndexError where there is none."""
+        return self.random.choice([entry.path for entry in os.scandir(self.folder()) if is_wanted(entry)])
 
     def file(self):
         return self.entry(lambda entry: entry.is_file(follow_symlinks=False))
@@ -60,29 +64,24 @@ class Worker:
             file.write(f"{self.seed} {self.count} {self.random.random()}")
 
     def create(self):
-        self.write(os.path.join(self.folder(), self.name()))
+        self.write(self.new_path())
 
     def change(self):
         path = self.file()
-        if path and os.stat(path).st_nlink == 1:  # what is written by one name is not told of by the other
+        if os.stat(path).st_nlink == 1:  # what is written by one name is not told of by the other
             with open(path, "r+", encoding="ascii") as file:
                 file.write(f"{self.count} {self.random.random()}")
 
     def replace(self):
         path = self.file()
-        if path:
-            self.write(path + "~")
-            os.rename(path + "~", path)
+        self.write(path + "~")
+        os.rename(path + "~", path)
 
     def delete(self):
-        path = self.file()
-        if path:
-            os.unlink(path)
+        os.unlink(self.file())
 
     def rename(self):
-        path = self.entry(lambda entry: True)
-        if path:
-            os.rename(path, os.path.join(self.folder(), self.name()))
+        os.rename(self.entry(), self.new_path())
 
     def make_deep(self):
         path = os.path.join(self.folder(), *(self.name() for _ in range(self.random.randrange(1, 5))))
@@ -90,32 +89,25 @@ class Worker:
         self.write(os.path.join(path, self.name()))
 
     def delete_deep(self):
-        path = self.subfolder()
-        if path and path != self.root:
-            shutil.rmtree(path, ignore_errors=True)
+        shutil.rmtree(self.subfolder(), ignore_errors=True)
 
     def move_out(self):
-        path = self.subfolder()
-        if path:
-            os.rename(path, os.path.join(self.out, f"{self.seed}-{self.count}-{self.name()}"))
+        os.rename(self.subfolder(), os.path.join(self.out, f"{self.seed}-{self.count}-{self.name()}"))
 
     def move_in(self):
-        outside = [entry.path for entry in os.scandir(self.out)]
-        if outside:
-            os.rename(self.random.choice(outside), os.path.join(self.folder(), self.name()))
+        os.rename(self.random.choice([entry.path for entry in os.scandir(self.out)]), self.new_path())
 
     def change_outside(self):
         self.write(os.path.join(self.folder(self.out), self.name()))
 
     def link(self):
         path = self.file()
-        if path:
-            with open(self.links, "a", encoding="ascii") as file:
-                file.write(f"{os.stat(path).st_ino}\n")
-            os.link(path, os.path.join(self.folder(), self.name()))
+        with open(self.links, "a", encoding="ascii") as file:
+            file.write(f"{os.stat(path).st_ino}\n")
+        os.link(path, self.new_path())
 
     def symbolic_link(self):
-        os.symlink(self.random.choice([self.out, "..", self.root, "no such"]), os.path.join(self.folder(), self.name()))
+        os.symlink(self.random.choice([self.out, "..", self.root, "no such"]), self.new_path())
 
     STEPS = {create: 6, change: 6, replace: 2, delete: 3, rename: 5, make_deep: 4, delete_deep: 1, move_out: 1, move_in: 2,
              change_outside: 2, link: 1, symbolic_link: 1}
@@ -123,10 +115,13 @@ class Worker:
     def run(self, operations):
         steps = self.random.choices(list(self.STEPS), list(self.STEPS.values()), k=operations)
         for step in steps:
-            try:
+            with contextlib.suppress(IndexError, OSError):  # nothing to choose from, or another process was faster
                 step(self)
-            except OSError:
-                pass  # another process was faster
+
+
+def text_of(path):
+    with open(path, encoding="ascii") as file:
+        return file.read()
 
 
 def snapshot(root):
@@ -141,8 +136,7 @@ def snapshot(root):
             elif name in folders:
                 found[path] = ("folder", about.st_ino, "")
             else:
-                with open(path, encoding="ascii") as file:
-                    found[path] = ("file", about.st_ino, file.read())
+                found[path] = ("file", about.st_ino, text_of(path))
     return found
 
 
@@ -173,25 +167,21 @@ def missed(before, after, told, linked, root, files):
 
 def watches_file_system(process):
     for entry in os.scandir(f"/proc/{process}/fdinfo"):
-        try:
-            with open(entry.path, encoding="ascii") as file:
-                if any(line.startswith("fanotify sdev:") for line in file):
-                    return True
-        except FileNotFoundError:
-            pass  # closed meanwhile
+        with contextlib.suppress(FileNotFoundError):  # closed meanwhile
+            if "\nfanotify sdev:" in text_of(entry.path):
+                return True
     return False
 
 
 def run_round(arguments, seed, files):
     with tempfile.TemporaryDirectory() as base:
-        root, out = os.path.join(base, "root"), os.path.join(base, "out")
-        links = os.path.join(base, "links")
+        root, out, links = (os.path.join(base, name) for name in ("root", "out", "links"))
         os.mkdir(root)
         os.mkdir(out)
         open(links, "w", encoding="ascii").close()
         Worker(root, out, links, seed).run(arguments.operations // 4)
         for number in range(LARGE if arguments.large else 0):
-            os.makedirs(os.path.join(root, "many", str(number)))
+            os.makedirs(f"{root}/many/{number}")
         before = snapshot(root)
 
         command = [arguments.jv, "watch", "--json", *(["--files"] if files else []), root]
@@ -202,14 +192,11 @@ def run_round(arguments, seed, files):
             watcher.kill()
             print("skipped: the file system is not watched as a whole" if arguments.large else "it is a small tree")
             sys.exit(SKIPPED if arguments.large else 1)
-        told, strays = set(), []
+        told = set()
 
         def read():
             for line in watcher.stdout:
-                for path in json.loads(line)["paths"]:
-                    told.add(path)
-                    if path != root and not path.startswith(root + "/"):
-                        strays.append(path)
+                told.update(json.loads(line)["paths"])
 
         reader = threading.Thread(target=read)
         reader.start()
@@ -230,8 +217,7 @@ def run_round(arguments, seed, files):
                 children.pop(0)
 
         after = snapshot(root)
-        with open(links, encoding="ascii") as file:
-            linked = {int(line) for line in file}
+        linked = {int(line) for line in text_of(links).split()}
         end = time.monotonic() + BOUND
         while True:
             left = missed(before, after, set(told), linked, root, files)
@@ -242,6 +228,7 @@ def run_round(arguments, seed, files):
         errors = watcher.stderr.read().decode(errors="replace")
         status = watcher.wait(BOUND)
         reader.join()
+        strays = [path for path in told if path != root and not path.startswith(root + "/")]
         for complaint, paths in ("missed", left), ("outside", strays):
             if paths:
                 print(f"{len(paths)} {complaint}:", *sorted(paths)[:10], sep="\n  ")

@@ -16,35 +16,19 @@
 #include <unistd.h>
 
 #include "fileevents/support.h"
-#include "support/temporary_folder.h"
 
+using jvtest::eventually;
+using jvtest::Flag;
+using jvtest::Paths;
+using jvtest::Place;
 using jvtest::Recorder;
 using jvtest::write;
 namespace fs = std::filesystem;
 
 namespace {
 
-/// A signal from one thread to another.
-class Flag {
- public:
-  void raise() {
-    const std::lock_guard lock(mutex_);
-    up_ = true;
-    changed_.notify_all();
-  }
-  bool wait() {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, jvtest::kBound, [this] { return up_; });
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  bool up_ = false;
-};
-
 TEST(Teardown, WaitsForTheCallInProgressAndNoneFollows) {
-  const jv::test::TemporaryFolder folder;
+  const Place place;
   Flag entered;
   Flag leave;
   std::atomic<int> calls{0};
@@ -56,10 +40,10 @@ TEST(Teardown, WaitsForTheCallInProgressAndNoneFollows) {
     EXPECT_TRUE(leave.wait());
     isInside = false;
   });
-  auto watcher = std::make_unique<JVFileEventer>(delegate, std::vector{folder.path().string()}, false);
-  write(folder.path() / "one");
+  auto watcher = std::make_unique<JVFileEventer>(delegate, Paths{place.base}, false);
+  write(place / "one");
   ASSERT_TRUE(entered.wait());
-  write(folder.path() / "two");  // would be the next batch
+  write(place / "two");  // would be the next batch
   std::thread other([&] {
     watcher = nullptr;
     EXPECT_FALSE(isInside);
@@ -70,18 +54,18 @@ TEST(Teardown, WaitsForTheCallInProgressAndNoneFollows) {
 }
 
 TEST(Teardown, MayBeDoneByTheCallItself) {
-  const jv::test::TemporaryFolder folder;
+  const Place place;
+  Flag made;
   Flag done;
   std::unique_ptr<JVFileEventer> watcher;
-  Flag made;
   const auto delegate = std::make_shared<Recorder>([&](const auto&) {
     EXPECT_TRUE(made.wait());
     watcher = nullptr;
     done.raise();
   });
-  watcher = std::make_unique<JVFileEventer>(delegate, std::vector{folder.path().string()}, false);
+  watcher = std::make_unique<JVFileEventer>(delegate, Paths{place.base}, false);
   made.raise();
-  write(folder.path() / "one");
+  write(place / "one");
   EXPECT_TRUE(done.wait());
 }
 
@@ -95,12 +79,12 @@ struct Owner : JVFileEventerDelegate {
 };
 
 TEST(Teardown, MayComeFromTheLastReferenceInsideTheCall) {
-  const jv::test::TemporaryFolder folder;
+  const Place place;
   auto owner = std::make_shared<Owner>();
   const auto letGo = owner->letGo;
   const auto gone = owner->gone;
-  owner->watcher = std::make_unique<JVFileEventer>(owner, std::vector{folder.path().string()}, false);
-  write(folder.path() / "one");
+  owner->watcher = std::make_unique<JVFileEventer>(owner, Paths{place.base}, false);
+  write(place / "one");
   const std::weak_ptr<Owner> weak = owner;
   while (weak.use_count() < 2) std::this_thread::yield();  // the call holds it now
   owner = nullptr;
@@ -109,75 +93,64 @@ TEST(Teardown, MayComeFromTheLastReferenceInsideTheCall) {
 }
 
 TEST(Teardown, TwoWatchersDoNotWaitForEachOther) {
-  const jv::test::TemporaryFolder folder;
+  const Place place;
   Flag leave;
   Flag entered;
   const auto busy = std::make_shared<Recorder>([&](const auto&) {
     entered.raise();
     EXPECT_TRUE(leave.wait());
   });
-  const auto free = std::make_shared<Recorder>();
-  const std::string path = folder.path().string();
-  const JVFileEventer first(busy, {path}, true);
-  const JVFileEventer second(free, {path}, true);
-  write(path + "/one");
+  const JVFileEventer first(busy, {place.base}, true);
+  const JVFileEventer second(place.recorder, {place.base}, true);
+  write(place / "one");
   ASSERT_TRUE(entered.wait());
-  write(path + "/two");
-  EXPECT_TRUE(free->waitFor(path + "/two"));
-  EXPECT_FALSE(busy->has(path + "/two"));
+  write(place / "two");
+  EXPECT_TRUE(place.tells("two"));
+  EXPECT_FALSE(busy->has(place / "two"));
   leave.raise();
-  EXPECT_TRUE(busy->waitFor(path + "/two")) << "what came during a call is told after it";
+  EXPECT_TRUE(busy->waitFor(place / "two")) << "what came during a call is told after it";
 }
 
-int entriesOf(const char* folder) { return static_cast<int>(std::distance(fs::directory_iterator(folder), {})); }
+int openDescriptors() { return static_cast<int>(std::distance(fs::directory_iterator("/proc/self/fd"), {})); }
+
+int watchThreads() {
+  int count = 0;
+  for (const auto& thread : fs::directory_iterator("/proc/self/task")) {
+    std::string name;
+    std::getline(std::ifstream(thread.path() / "comm"), name);
+    if (name == "jv-files" || name == "jv-walk") ++count;
+  }
+  return count;
+}
 
 TEST(Teardown, LeavesNothingBehind) {
-  const jv::test::TemporaryFolder folder;
-  fs::create_directories(folder.path() / "a/b");
-  const std::string path = folder.path().string();
-  const auto delegate = std::make_shared<Recorder>();
-  { const JVFileEventer watcher(delegate, {path}, false); }  // what stays for good is there now
-  const auto eventually = [](auto holds) {
-    const auto end = std::chrono::steady_clock::now() + jvtest::kBound;
-    while (!holds() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
-    return holds();
-  };
-  const auto watchThreads = [] {
-    int count = 0;
-    for (const auto& thread : fs::directory_iterator("/proc/self/task")) {
-      std::string name;
-      std::getline(std::ifstream(thread.path() / "comm"), name);
-      if (name == "jv-files" || name == "jv-walk") ++count;
-    }
-    return count;
-  };
-  ASSERT_TRUE(eventually([&] { return watchThreads() == 0; }));
-  const int before = entriesOf("/proc/self/fd");
+  const Place place("make a/b");
+  { const JVFileEventer watcher(place.recorder, {place.base}, false); }  // what stays for good is there now
+  ASSERT_TRUE(eventually([] { return watchThreads() == 0; }));
+  const int before = openDescriptors();
   for (int round = 0; round < 50; ++round) {
-    const int open = entriesOf("/proc/self/fd");  // the kernel takes its time to close those of the round before
+    const int open = openDescriptors();  // the kernel takes its time to close those of the round before
     std::vector<std::unique_ptr<JVFileEventer>> watchers;
     for (int i = 0; i < 20; ++i) {
-      watchers.push_back(std::make_unique<JVFileEventer>(delegate, std::vector{path, path + "/a"}, i % 2 == 0));
+      watchers.push_back(std::make_unique<JVFileEventer>(place.recorder, Paths{place.base, place / "a"}, i % 2 == 0));
     }
-    EXPECT_LE(entriesOf("/proc/self/fd"), open + 20) << "many watchers share few descriptors";
-    write(path + "/a/b/file");
+    EXPECT_LE(openDescriptors(), open + 20) << "many watchers share few descriptors";
+    write(place / "a/b/file");
     for (int i = 0; i < 20; ++i) watchers[static_cast<std::size_t>(i * 7 % 20)] = nullptr;
   }
-  EXPECT_TRUE(eventually([&] { return entriesOf("/proc/self/fd") <= before && watchThreads() == 0; }))
-      << entriesOf("/proc/self/fd") << " descriptors, " << before << " before";
+  EXPECT_TRUE(eventually([&] { return openDescriptors() <= before && watchThreads() == 0; }))
+      << openDescriptors() << " descriptors, " << before << " before";
 }
 
 TEST(Teardown, WatchersComeAndGoOnManyThreads) {
-  const jv::test::TemporaryFolder folder;
-  fs::create_directories(folder.path() / "a/b");
-  const std::string path = folder.path().string();
+  const Place place("make a/b");
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&, t] {
       for (int round = 0; round < 10; ++round) {
         const auto delegate = std::make_shared<Recorder>();
-        const JVFileEventer watcher(delegate, {path}, true);
-        const std::string file = path + "/a/b/" + std::to_string(t) + "-" + std::to_string(round);
+        const JVFileEventer watcher(delegate, {place.base}, true);
+        const std::string file = place / "a/b/" + std::to_string(t) + "-" + std::to_string(round);
         write(file);
         EXPECT_TRUE(delegate->waitFor(file));
       }
@@ -187,21 +160,19 @@ TEST(Teardown, WatchersComeAndGoOnManyThreads) {
 }
 
 TEST(Teardown, AForkedChildLeavesItToItsParent) {
-  const jv::test::TemporaryFolder folder;
-  const std::string path = folder.path().string();
-  const auto delegate = std::make_shared<Recorder>();
-  auto watcher = std::make_unique<JVFileEventer>(delegate, std::vector{path}, true);
+  const Place place;
+  auto watcher = std::make_unique<JVFileEventer>(place.recorder, Paths{place.base}, true);
   const pid_t child = fork();
   if (child == 0) {
     watcher = nullptr;
-    const JVFileEventer another(delegate, {path}, true);  // watches nothing, and does not hang
+    const JVFileEventer another(place.recorder, {place.base}, true);  // watches nothing, and does not hang
     _exit(0);
   }
   int status = -1;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0);
-  write(path + "/file");
-  EXPECT_TRUE(delegate->waitFor(path + "/file"));
+  write(place / "file");
+  EXPECT_TRUE(place.tells("file"));
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// The tree against a plain model: maps from paths to folders and to watches.
+// What is known of folders and of changes, against plain models of it.
+#include "platform/linux/event_stream/Batch.h"
 #include "platform/linux/event_stream/Tree.h"
 
 #include <gmock/gmock.h>
@@ -9,30 +10,14 @@
 #include <string>
 #include <vector>
 
+using jv::watching::Batch;
 using jv::watching::FolderId;
 using jv::watching::kNoFolder;
 using jv::watching::kTop;
 using jv::watching::Tree;
+using testing::ElementsAre;
 
 namespace {
-
-TEST(Tree, NamesLeadToFoldersAndBack) {
-  Tree tree;
-  EXPECT_EQ(tree.pathOf(kTop), "/");
-  const FolderId a = tree.insert(kTop, "a");
-  const FolderId b = tree.insert(a, "b\xFF\n");
-  EXPECT_EQ(tree.find(kTop, "a"), a);
-  EXPECT_EQ(tree.find(kTop, "b\xFF\n"), kNoFolder);
-  EXPECT_EQ(tree.find(a, "b\xFF\n"), b);
-  EXPECT_EQ(tree.pathOf(b), "/a/b\xFF\n");
-
-  tree.detach(a);
-  EXPECT_FALSE(tree.isConnected(b));
-  tree.attach(a, kTop, "renamed");
-  EXPECT_EQ(tree.pathOf(b), "/renamed/b\xFF\n");
-  EXPECT_TRUE(tree.isWithin(b, a));
-  EXPECT_FALSE(tree.isWithin(a, b));
-}
 
 TEST(Tree, FoldersMayShareAWatch) {
   Tree tree;
@@ -54,39 +39,38 @@ TEST(Tree, FoldersMayShareAWatch) {
 }
 
 TEST(Tree, ManyRandomChangesAgainstAModel) {
-  std::mt19937 random(1);  // NOLINT: a fixed seed, so that a failure comes again
-  Tree tree;
   struct Known {
     FolderId parent;
     std::string name;
     int watch;
   };
+  std::mt19937 random(1);  // NOLINT: a fixed seed, so that a failure comes again
+  Tree tree;
   std::map<FolderId, Known> model;
-  int lastWatch = 0;
   const auto any = [&] { return std::next(model.begin(), static_cast<long>(random() % model.size()))->first; };
-  for (int step = 0; step < 40'000; ++step) {
+  for (int step = 1; step <= 40'000; ++step) {
     const unsigned what = model.size() < 100 ? 0 : random() % 4;
     if (what < 2) {
       const FolderId parent = model.empty() || random() % 8 == 0 ? kTop : any();
       const std::string name = std::string(random() % 40 + 1, 'n') + std::to_string(step);
       const FolderId folder = tree.insert(parent, name);
-      tree.setWatch(folder, ++lastWatch);
-      model[folder] = {parent, name, lastWatch};
-    } else if (what == 2) {
-      const FolderId folder = any();
-      FolderId parent = any();
-      if (tree.isWithin(parent, folder)) parent = kTop;
+      tree.setWatch(folder, step);
+      model[folder] = {parent, name, step};
+      continue;
+    }
+    const FolderId folder = any();
+    Known& known = model[folder];
+    if (what == 2) {
+      known.parent = any();
+      if (tree.isWithin(known.parent, folder)) known.parent = kTop;
+      known.name = known.name.size() < 200 ? known.name + "'" : std::to_string(step);
       tree.detach(folder);
-      model[folder].parent = parent;
-      model[folder].name += "'";
-      if (model[folder].name.size() > 200) model[folder].name = std::to_string(step);
-      tree.attach(folder, parent, model[folder].name);
-    } else {
-      const FolderId folder = any();
-      if (tree[folder].firstChild != kNoFolder) continue;
+      EXPECT_FALSE(tree.isConnected(folder));
+      tree.attach(folder, known.parent, known.name);
+    } else if (tree[folder].firstChild == kNoFolder) {
       tree.detach(folder);
       tree.erase(folder);
-      EXPECT_EQ(tree.watchedBy(model[folder].watch), kNoFolder);
+      EXPECT_EQ(tree.watchedBy(known.watch), kNoFolder);
       model.erase(folder);
       if (random() % 16 == 0) tree.reuse();
     }
@@ -94,9 +78,27 @@ TEST(Tree, ManyRandomChangesAgainstAModel) {
   ASSERT_EQ(tree.size(), model.size() + 1);
   for (const auto& [folder, known] : model) {
     ASSERT_EQ(tree.find(known.parent, known.name), folder);
-    ASSERT_EQ(tree.nameOf(folder), known.name);
+    ASSERT_EQ(tree.pathOf(folder), (known.parent == kTop ? "" : tree.pathOf(known.parent)) + '/' + known.name);
     ASSERT_EQ(tree.watchedBy(known.watch), folder);
   }
+}
+
+TEST(Batch, EachPathOnceInTheOrderInWhichTheyCameUntilTheyAreTooMany) {
+  Batch batch;
+  for (const char* path : {"b", "a", "b", "", "a", "c"}) batch.add(path);
+  EXPECT_THAT(batch.take({"all"}), ElementsAre("b", "a", "", "c"));
+  EXPECT_TRUE(batch.isEmpty());
+
+  for (int i = 0; i < 200'000; ++i) batch.add(std::to_string(i % 100'000));
+  const std::vector<std::string> paths = batch.take({});
+  ASSERT_EQ(paths.size(), 100'000);
+  for (std::size_t i = 0; i < paths.size(); ++i) ASSERT_EQ(paths[i], std::to_string(i));
+
+  for (std::size_t i = 0; i <= Batch::kMost + 1; ++i) batch.add(std::to_string(i));
+  EXPECT_FALSE(batch.isEmpty());
+  EXPECT_THAT(batch.take({"root", "other"}), ElementsAre("root", "other"));
+  batch.add("afterwards");
+  EXPECT_THAT(batch.take({"root"}), ElementsAre("afterwards"));
 }
 
 }  // namespace

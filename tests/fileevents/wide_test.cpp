@@ -13,11 +13,12 @@
 
 #include "fileevents/support.h"
 #include "platform/linux/event_stream/factory.h"
-#include "support/temporary_folder.h"
+#include "support/installed.h"
 
 using jv::watching::kLargeTree;
 using jv::watching::makeEventStream;
 using jvtest::Paths;
+using jvtest::Place;
 using jvtest::Recorder;
 using jvtest::write;
 namespace fs = std::filesystem;
@@ -36,33 +37,21 @@ bool watchesFileSystem() {
 }
 
 bool isPossible() {
-  const jv::test::TemporaryFolder folder;
-  const JVFileEventer watcher(std::make_shared<Recorder>(), {folder.path().string()}, false);
+  const Place place;
+  const JVFileEventer watcher(place.recorder, {place.base}, false);
   return watchesFileSystem();
 }
 
-/// As long as it is there, trees of the given number of folders are large.
-class LargeTrees {
- public:
-  explicit LargeTrees(std::size_t number) : before_(JVPlatform::installEventStream(makeEventStream(number))) {}
-  LargeTrees(const LargeTrees&) = delete;
-  LargeTrees& operator=(const LargeTrees&) = delete;
-  ~LargeTrees() { JVPlatform::installEventStream(before_); }
+/// Puts streams in use to which trees are large as they usually are, until the end of the scope.
+using UsualSize = jvtest::InUse<JVPlatform::installEventStream>;
 
- private:
-  std::shared_ptr<JVPlatform::EventStream> before_;
-};
-
-void waitForEnd() {
-  const auto end = std::chrono::steady_clock::now() + jvtest::kBound;
-  while (watchesFileSystem() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
-  EXPECT_FALSE(watchesFileSystem());
+bool watchesItNoMore() {
+  return jvtest::eventually([] { return !watchesFileSystem(); });
 }
 
 TEST(Wide, LargeTreesOnly) {
-  const jv::test::TemporaryFolder folder;
-  const std::string base = folder.path().string();
-  const LargeTrees usual(kLargeTree);
+  const Place place;
+  const UsualSize usual(makeEventStream(kLargeTree));
   const struct {
     const char* why;
     std::size_t folders;  ///< in each of 10 folders
@@ -74,67 +63,57 @@ TEST(Wide, LargeTreesOnly) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
-    waitForEnd();
+    EXPECT_TRUE(watchesItNoMore());
     for (std::size_t i = 0; i < 10 * c.folders; ++i) {
-      fs::create_directories(base + "/" + std::to_string(i % 10) + "/" + std::to_string(i));
+      fs::create_directories(place / std::to_string(i % 10) + "/" + std::to_string(i));
     }
     const auto recorder = std::make_shared<Recorder>();
-    const JVFileEventer watcher(recorder, {base}, true);
+    const JVFileEventer watcher(recorder, {place.base}, true);
     EXPECT_EQ(watchesFileSystem(), c.isWide);
-    write(base + "/3/3/file");
-    EXPECT_TRUE(recorder->waitFor(base + "/3/3/file"));
+    write(place / "3/3/file");
+    EXPECT_TRUE(recorder->waitFor(place / "3/3/file"));
   }
 }
 
 TEST(Wide, AroundFoldersThatAreWatchedOneByOne) {
-  const jv::test::TemporaryFolder folder;
-  const std::string base = folder.path().string();
-  fs::create_directories(base + "/in/deep");
-  fs::create_directories(base + "/beside");
-  const auto inner = std::make_shared<Recorder>();
-  const auto outer = std::make_shared<Recorder>();
-  std::unique_ptr<JVFileEventer> innerWatcher;
+  const Place place("make in/deep, make beside");
+  std::unique_ptr<JVFileEventer> inner;
   {
-    const LargeTrees usual(kLargeTree);
-    innerWatcher = std::make_unique<JVFileEventer>(inner, Paths{base + "/in"}, true);
-    waitForEnd();
+    const UsualSize usual(makeEventStream(kLargeTree));
+    inner = std::make_unique<JVFileEventer>(place.recorder, Paths{place / "in"}, true);
+    EXPECT_TRUE(watchesItNoMore());
   }
-  auto outerWatcher = std::make_unique<JVFileEventer>(outer, Paths{base}, true);
+  const auto around = std::make_shared<Recorder>();
+  auto outer = std::make_unique<JVFileEventer>(around, Paths{place.base}, true);
   EXPECT_TRUE(watchesFileSystem());
-  write(base + "/in/deep/file");
-  write(base + "/beside/file");
-  EXPECT_TRUE(outer->waitFor(base + "/beside/file"));
-  EXPECT_TRUE(outer->waitFor(base + "/in/deep/file"));
-  EXPECT_TRUE(inner->waitFor(base + "/in/deep/file"));
-  outerWatcher = nullptr;
-  waitForEnd();
-  write(base + "/in/deep/more");
-  EXPECT_TRUE(inner->waitFor(base + "/in/deep/more"));
-  EXPECT_FALSE(inner->has(base + "/beside/file"));
+  place.run("write in/deep/file, write beside/file");
+  EXPECT_TRUE(around->waitFor(place / "beside/file"));
+  EXPECT_TRUE(around->waitFor(place / "in/deep/file"));
+  EXPECT_TRUE(place.tells("in/deep/file"));
+  outer = nullptr;
+  EXPECT_TRUE(watchesItNoMore());
+  write(place / "in/deep/more");
+  EXPECT_TRUE(place.tells("in/deep/more"));
+  EXPECT_FALSE(place.recorder->has(place / "beside/file"));
 }
 
 TEST(Wide, AMovedTreeIsReadWhileOthersAreToldOfChanges) {
-  const jv::test::TemporaryFolder folder;
-  const std::string base = folder.path().string();
-  fs::create_directory(base + "/root");
+  const Place place("make root");
   Paths files;
   for (int i = 0; i < 3000; ++i) {
-    const std::string below = fs::path("/") / std::to_string(i % 30) / std::to_string(i);
-    fs::create_directories(base + "/tree" + below);
-    write(base + "/tree" + below + "/file");
-    files.push_back(base + "/root/in" + below + "/file");
+    const std::string folder = std::to_string(i % 30) + "/" + std::to_string(i);
+    files.push_back("root/in/" + folder + "/file");
+    place.run("make tree/" + folder + ", write tree/" + folder + "/file");
   }
-  const auto recorder = std::make_shared<Recorder>();
-  const JVFileEventer watcher(recorder, {base + "/root"}, true);
-  fs::rename(base + "/tree", base + "/root/in");
-  write(base + "/root/in/7/7/more");
+  const JVFileEventer watcher(place.recorder, {place / "root"}, true);
+  place.run("move tree -> root/in, write root/in/7/7/more");
   const auto late = std::make_shared<Recorder>();
-  const JVFileEventer lateWatcher(late, {base + "/root"}, true);
-  write(base + "/root/last");
-  for (const std::string& file : files) ASSERT_TRUE(recorder->waitFor(file));
-  EXPECT_TRUE(recorder->waitFor(base + "/root/in/7/7/more"));
-  EXPECT_TRUE(late->waitFor(base + "/root/last"));
-  EXPECT_THAT(late->told(), testing::ElementsAre(base + "/root/last")) << "the rest was before its time";
+  const JVFileEventer lateWatcher(late, {place / "root"}, true);
+  write(place / "root/last");
+  for (const std::string& file : files) ASSERT_TRUE(place.tells(file));
+  EXPECT_TRUE(place.tells("root/in/7/7/more"));
+  EXPECT_TRUE(late->waitFor(place / "root/last"));
+  EXPECT_THAT(late->told(), testing::ElementsAre(place / "root/last")) << "the rest was before its time";
 }
 
 }  // namespace

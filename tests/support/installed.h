@@ -6,23 +6,34 @@
 
 namespace jvtest {
 
-/// Makes a @p Fake, puts it in use by @p install, and brings back the one before at the end of the scope.
+/// Puts an implementation in use by @p install, and brings back the one before at the end of the scope.
+template <auto install>
+class InUse {
+ public:
+  using Implementation = decltype(install(nullptr));
+
+  explicit InUse(Implementation implementation) : before_(install(std::move(implementation))) {}
+  InUse(const InUse&) = delete;
+  InUse& operator=(const InUse&) = delete;
+  ~InUse() { install(std::move(before_)); }
+
+ private:
+  Implementation before_;
+};
+
+/// Makes a @p Fake and puts it in use.
 template <class Fake, auto install>
 class Installed {
  public:
   template <class... Arguments>
-  explicit Installed(Arguments&&... arguments)
-      : fake_(std::make_shared<Fake>(std::forward<Arguments>(arguments)...)), before_(install(fake_)) {}
-  Installed(const Installed&) = delete;
-  Installed& operator=(const Installed&) = delete;
-  ~Installed() { install(std::move(before_)); }
+  explicit Installed(Arguments&&... arguments) : fake_(std::make_shared<Fake>(std::forward<Arguments>(arguments)...)) {}
 
   Fake* operator->() const { return fake_.get(); }
   Fake& operator*() const { return *fake_; }
 
  private:
   std::shared_ptr<Fake> fake_;
-  decltype(install(nullptr)) before_;
+  InUse<install> inUse_{fake_};
 };
 
 }  // namespace jvtest
