@@ -12,12 +12,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
 #include <new>
 #include <random>
 #include <set>
 #include <thread>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -81,56 +81,39 @@ int watchCalls() {
 
 /// A message with room for a descriptor.
 struct DescriptorMessage {
-  DescriptorMessage() {
-    message.msg_iov = &data;
-    message.msg_iovlen = 1;
-    message.msg_control = room.data();
-    message.msg_controllen = room.size();
-  }
-  DescriptorMessage(const DescriptorMessage&) = delete;
-  DescriptorMessage& operator=(const DescriptorMessage&) = delete;
-
   alignas(cmsghdr) std::array<std::byte, CMSG_SPACE(sizeof(int))> room{};
   char byte = 0;
   iovec data{&byte, 1};
-  msghdr message{};
+  msghdr message{nullptr, 0, &data, 1, room.data(), room.size(), 0};
 };
 
 void handOver(int descriptor) {
   DescriptorMessage carrier;
-  msghdr& message = carrier.message;
-  cmsghdr* const header = CMSG_FIRSTHDR(&message);
+  cmsghdr* const header = CMSG_FIRSTHDR(&carrier.message);
   header->cmsg_level = SOL_SOCKET;
   header->cmsg_type = SCM_RIGHTS;
   header->cmsg_len = CMSG_LEN(sizeof(int));
   std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
-  if (sendmsg(kControl, &message, 0) < 0) stop("sendmsg");
+  if (sendmsg(kControl, &carrier.message, 0) < 0) stop("sendmsg");
 }
 
 int takeOver(int socket) {
   DescriptorMessage carrier;
-  msghdr& message = carrier.message;
   int descriptor = -1;
-  if (recvmsg(socket, &message, MSG_CMSG_CLOEXEC) == 1 && message.msg_controllen >= CMSG_LEN(sizeof(int))) {
-    std::memcpy(&descriptor, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof descriptor);
+  if (recvmsg(socket, &carrier.message, MSG_CMSG_CLOEXEC) == 1 &&
+      carrier.message.msg_controllen >= CMSG_LEN(sizeof(int))) {
+    std::memcpy(&descriptor, CMSG_DATA(CMSG_FIRSTHDR(&carrier.message)), sizeof descriptor);
   }
   return descriptor;
-}
-
-int threads() {
-  int count = 0;
-  DIR* const folder = opendir("/proc/self/task");
-  while (const dirent* const entry = readdir(folder)) count += entry->d_name[0] != '.';
-  closedir(folder);
-  return count;
 }
 
 Held held() {
   Held now;
   struct stat ignored;
-  for (int descriptor = 0; descriptor < kMostDescriptors; ++descriptor)
+  for (int descriptor = 0; descriptor < kMostDescriptors; ++descriptor) {
     now.descriptors += fstat(descriptor, &ignored) == 0;
-  now.threads = threads();
+  }
+  now.threads = static_cast<int>(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}));
   siginfo_t info;
   now.children = waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
   return now;
@@ -151,18 +134,9 @@ void say(const char* when, const Answers& answers) {
   for (const std::string& what : answers.wrong()) std::printf("%s: %s\n", when, what.c_str());
 }
 
-struct Order {
-  const Service& service;
-  const std::string& folder;
-  const std::optional<Held>& usual;
-  int control;
-  int output;
-};
-
-[[noreturn]] void beChild(const Order& order, Shared& shared) {
-  dup2(order.output, 1);
-  dup2(order.output, 2);
-  dup2(order.control, kControl);
+/// @param usual  see `attempt`
+[[noreturn]] void beChild(const Service& service, const std::string& folder, const std::optional<Held>& usual,
+                          Shared& shared) {
   const int listener = watchCalls();
   handOver(listener);
   if (listener < 0) std::_Exit(2);
@@ -170,17 +144,17 @@ struct Order {
   close(kControl);
   signal(SIGPIPE, SIG_DFL);
 
-  Answers disturbed(true, order.folder);
+  Answers disturbed(true, folder);
   shared.disturbing = true;
-  order.service.run(disturbed);
+  service.run(disturbed);
   shared.disturbing = false;
 
   // A module is loaded once. Where that failed, the service's fixed answers are right from then on.
   const bool lacking =
       std::ranges::any_of(JVPlatform::modules(), [](const auto& module) { return !module.problem.empty(); });
-  Answers undisturbed(lacking, order.folder);
-  order.service.run(undisturbed);
-  shared.held = heldAtRest(order.usual);
+  Answers undisturbed(lacking, folder);
+  service.run(undisturbed);
+  shared.held = heldAtRest(usual);
   say("disturbed", disturbed);
   say("afterwards", undisturbed);
   std::exit(disturbed.wrong().empty() && undisturbed.wrong().empty() ? 0 : 1);
@@ -217,7 +191,9 @@ class Watcher {
     }
     int error = 0;
     if (fault_.call == call && fault_.nth == nth) error = fault_.error;
-    if (!fault_.call && fault_.seed != 0 && chance_() % kOneIn == 0 && !isMemory(*call)) {
+    // Without memory a program ends, sooner or later.
+    const bool isMemory = number == SYS_mmap || number == SYS_mremap;
+    if (!fault_.call && fault_.seed != 0 && chance_() % kOneIn == 0 && !isMemory) {
       error = call->errors[chance_() % call->errors.size()];
       if (isListed(*call, error, service_)) error = 0;
     }
@@ -225,9 +201,6 @@ class Watcher {
     if (error == 0 && number == SYS_execve) tools_.insert(asked.pid);  // what a tool does is its own business
     return error;
   }
-
-  /// Without memory a program ends, sooner or later.
-  static bool isMemory(const Call& call) { return call.number == SYS_mmap || call.number == SYS_mremap; }
 
   const Service& service_;
   const Fault& fault_;
@@ -309,7 +282,10 @@ Outcome attempt(const Service& service, const Fault& fault, const std::optional<
 
   const pid_t child = fork();
   if (child < 0) stop("fork");
-  if (child == 0) beChild({service, folder, usual, control[1], output[1]}, shared);
+  if (child == 0) {
+    for (const auto& [from, to] : {std::pair(output[1], 1), {output[1], 2}, {control[1], kControl}}) dup2(from, to);
+    beChild(service, folder, usual, shared);
+  }
   close(control[1]);
   close(output[1]);
   const int listener = takeOver(control[0]);

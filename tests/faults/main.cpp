@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <random>
 #include <string>
 #include <string_view>
@@ -27,9 +28,9 @@ using Clock = std::chrono::steady_clock;
 constexpr int kSkipped = 77;
 
 struct Options {
-  double seconds = 0;
-  int chance = 0;
-  std::uint32_t seed = 0;
+  std::uint32_t seconds = 0;
+  std::uint32_t chance = 0;
+  std::uint32_t seed = std::random_device()();
   std::uint32_t again = 0;
   std::string call;
   std::string error = "any";
@@ -38,19 +39,15 @@ struct Options {
 };
 
 Options read(int argc, char** argv) {
+  using O = Options;
+  static const std::map<std::string_view, std::uint32_t O::*> kNumbers = {
+      {"--seconds", &O::seconds}, {"--chance", &O::chance}, {"--seed", &O::seed}, {"--again", &O::again}};
   Options options;
-  options.seed = std::random_device()();
   for (int i = 1; i < argc; ++i) {
     const std::string_view word = argv[i];
     const auto next = [&] { return i + 1 < argc ? argv[++i] : ""; };
-    if (word == "--seconds")
-      options.seconds = std::atof(next());
-    else if (word == "--chance")
-      options.chance = std::atoi(next());
-    else if (word == "--seed")
-      options.seed = static_cast<std::uint32_t>(std::strtoul(next(), nullptr, 10));
-    else if (word == "--again")
-      options.again = static_cast<std::uint32_t>(std::strtoul(next(), nullptr, 10));
+    if (const auto number = kNumbers.find(word); number != kNumbers.end())
+      options.*number->second = static_cast<std::uint32_t>(std::strtoul(next(), nullptr, 10));
     else if (word == "--only")
       options.call = next(), options.error = next(), options.nth = next();
     else
@@ -66,7 +63,7 @@ std::vector<Fault> faultsOf(const std::map<long, int>& calls, const Service& ser
     const Call* const call = callOf(number);
     if (!call || (!options.call.empty() && options.call != call->name)) continue;
     for (const int error : call->errors) {
-      if (options.error != "any" && error != errorOf(options.error)) continue;
+      if (options.error != "any" && options.error != strerrorname_np(error)) continue;
       if (isListed(*call, error, service)) continue;
       for (int nth = 1; nth <= count; ++nth) {
         if (options.nth == "any" || nth == std::stoi(options.nth)) all.push_back({call, error, nth, 0});
@@ -83,12 +80,15 @@ std::string inWords(const Fault& fault) {
 
 class Trial {
  public:
-  Trial(const Service& service, const Options& options) : service_(service), options_(options), chance_(options.seed) {}
+  /// @param seconds  for all faults but those by chance; 0: as many as that takes
+  Trial(const Service& service, const Options& options, double seconds)
+      : service_(service), options_(options), seconds_(seconds), chance_(options.seed) {}
 
   /// @return whether all went well
   bool run() {
     attempt(service_, {}, std::nullopt);  // what is made once on a machine, such as caches
     const auto begin = Clock::now();
+    const auto sinceBegin = [&] { return std::chrono::duration<double>(Clock::now() - begin).count(); };
     const Outcome usual = attempt(service_, {}, std::nullopt);
     if (!usual.wrong.empty()) {
       report("undisturbed", usual);
@@ -97,18 +97,20 @@ class Trial {
     usual_ = usual.held;
     usual_->threads = std::max(usual_->threads, service_.threads);
     std::vector<Fault> faults = faultsOf(usual.calls, service_, options_);
-    if (options_.seconds > 0) std::ranges::shuffle(faults, chance_);
+    if (seconds_ > 0) std::ranges::shuffle(faults, chance_);
     if (options_.again != 0) {
       faults.clear();
       tryOne({nullptr, 0, 0, options_.again});
     }
     for (const Fault& fault : faults) {
-      if (options_.seconds > 0 && std::chrono::duration<double>(Clock::now() - begin).count() > options_.seconds) break;
+      if (seconds_ > 0 && sinceBegin() > seconds_) break;
       tryOne(fault);
     }
-    for (int i = 0; i < options_.chance; ++i) tryOne({nullptr, 0, 0, static_cast<std::uint32_t>(chance_()) | 1U});
+    for (std::uint32_t i = 0; i < options_.chance; ++i) {
+      tryOne({nullptr, 0, 0, static_cast<std::uint32_t>(chance_()) | 1U});
+    }
     std::printf("%-16s %5d runs of %5zu faults, %5d calls failed, %d wrong, %.0f s\n", service_.name, tried_,
-                faults.size(), struck_, wrong_, std::chrono::duration<double>(Clock::now() - begin).count());
+                faults.size(), struck_, wrong_, sinceBegin());
     return wrong_ == 0;
   }
 
@@ -130,6 +132,7 @@ class Trial {
 
   const Service& service_;
   const Options& options_;
+  double seconds_;
   std::mt19937 chance_;
   std::optional<Held> usual_;
   int tried_ = 0;
@@ -147,7 +150,7 @@ bool isWanted(const Service& service, const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  Options options = read(argc, argv);
+  const Options options = read(argc, argv);
   std::setvbuf(stdout, nullptr, _IOLBF, 0);  // children would print what is left in the buffer once more
   if (!canWatch()) {
     std::puts("skipped: system calls cannot be watched here");
@@ -158,8 +161,9 @@ int main(int argc, char** argv) {
     if (isWanted(service, options)) wanted.push_back(&service);
   }
   std::printf("seed %u\n", options.seed);
-  options.seconds /= static_cast<double>(std::max<std::size_t>(wanted.size(), 1));
   bool good = true;
-  for (const Service* const service : wanted) good &= Trial(*service, options).run();
+  for (const Service* const service : wanted) {
+    good &= Trial(*service, options, options.seconds / static_cast<double>(wanted.size())).run();
+  }
   return good ? 0 : 1;
 }

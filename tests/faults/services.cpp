@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <condition_variable>
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <mutex>
 #include <set>
 #include <system_error>
 #include <thread>
@@ -18,6 +17,8 @@
 #include <JorvaneFoundation/platform/Keychain.h>
 #include <JorvaneFoundation/platform/KeychainVault.h>
 #include <JorvaneFoundation/platform/Screens.h>
+
+#include "fileevents/Recorder.h"
 
 namespace faults {
 namespace {
@@ -88,18 +89,17 @@ void runEncoding(Answers& answers) {
 // ---------------------------------------------------------------------------------------------------------------------
 // Tools
 
+using Text = std::optional<std::string>;
+
 struct Ending {
   std::int32_t status = 0;
-  std::optional<std::string> output;
-  std::optional<std::string> error;
+  Text output;
+  Text error;
 };
 
 Ending launchSync(const char* path, const std::string& input) {
   const auto result = NSTask::launchSyncWithPath(path, {}, input, "/");
-  const auto text = [&](const char* key) {
-    const std::string* const found = result.text(key);
-    return found ? std::optional(*found) : std::nullopt;
-  };
+  const auto text = [&](const char* key) { return result.text(key) ? Text(*result.text(key)) : std::nullopt; };
   return {result.number("JVTaskStatus")->intValue(), text("JVTaskOutput"), text("JVTaskError")};
 }
 
@@ -119,8 +119,7 @@ void runTasks(Answers& answers) {
   const std::string input(200'000, 'x');
   const Ending cat = launch("/bin/cat", input);
   answers.expect(cat.status == 0 && cat.output == input, cat.status == -666 && cat.error,
-                 "cat: status " + std::to_string(cat.status) + ", " + std::to_string(cat.output.value_or("").size()) +
-                     " bytes, " + cat.error.value_or("no error"));
+                 "cat: " + std::to_string(cat.status) + ", " + cat.error.value_or("no error"));
   const Ending missing = launch("/no/such/tool", input);
   answers.expect(missing.status == -666 && missing.error, false, "missing tool: " + std::to_string(missing.status));
 }
@@ -130,50 +129,31 @@ void runTasks(Answers& answers) {
 
 void runDispatch(Answers& answers) {
   NSRunLoop& loop = NSRunLoop::mainRunLoop();
-  int handled = 0;
-  int completed = 0;
+  constexpr int kPieces = 3;
+  std::atomic<int> handled = 0;
+  bool completed = false;
   bool replied = false;
   bool timed = false;
-  constexpr int kPieces = 3;
-  const auto stopWhenDone = [&] {
-    if (completed >= 1 && replied && timed) loop.stop();
+  bool over = false;
+  const auto note = [&](bool& fact) {
+    return [&] {
+      fact = true;
+      loop.stop();
+    };
   };
   JVDispatch dispatcher("faults");
-  std::mutex mutex;
-  for (int i = 0; i < kPieces; ++i) {
-    dispatcher.dispatchHandler(
-        [&] {
-          const std::lock_guard lock(mutex);
-          ++handled;
-        },
-        [&] {
-          ++completed;
-          stopWhenDone();
-        });
-  }
-  JVFoundation::DispatchQueue::globalQueue().async([&] {
-    JVFoundation::DispatchQueue::mainQueue().async([&] {
-      replied = true;
-      stopWhenDone();
-    });
-  });
+  const JVDispatch unused("unused");
+  for (int i = 0; i < kPieces; ++i) dispatcher.dispatchHandler([&] { ++handled; }, note(completed));
+  JVFoundation::DispatchQueue::globalQueue().async(
+      [&] { JVFoundation::DispatchQueue::mainQueue().async(note(replied)); });
   try {
-    loop.addTimer(1ms, [&] {
-      timed = true;
-      stopWhenDone();
-    });
+    loop.addTimer(1ms, note(timed));
   } catch (const std::system_error&) {
     answers.expect(false, true, "no timer");
     timed = true;
   }
-  runLoopUntil([&] { return completed >= 1 && replied && timed; });
-  JVDispatch last("last");  // nothing may be left that knows of this frame
-  bool over = false;
-  dispatcher.dispatchHandler([] {},
-                             [&] {
-                               over = true;
-                               loop.stop();
-                             });
+  runLoopUntil([&] { return completed && replied && timed; });
+  dispatcher.dispatchHandler([] {}, note(over));  // nothing may be left that knows of this frame
   runLoopUntil([&] { return over; });
   answers.expect(handled == kPieces, false, std::to_string(handled) + " pieces were run");
 }
@@ -217,31 +197,30 @@ void useKeychain(Answers& answers) {
   static int number = 0;
   constexpr char kHost[] = "faults.example.org";
   Error error;
+  const auto saved = [&](const char* what, bool stored, Stored& known, const std::string& password) {
+    known.saved(stored, password);
+    answers.expect(stored, isDocumented(error), what + codeOf(error));
+  };
+  const auto read = [&](const char* what, bool answered, Stored& known, const Text& password) {
+    if (!answered) return answers.expect(false, isDocumented(error), what + codeOf(error));
+    answers.expect(known.read(password), false, what + ("lost, " + password.value_or("nothing")));
+  };
   const auto readInternet = [&] {
-    const auto password = JVKeychain::passwordForHost(kHost, "me", JVKeychainProtocolFTP, &error);
-    if (error) return answers.expect(false, isDocumented(error), "passwordForHost: " + codeOf(error));
-    answers.expect(internet.read(password), false, "passwordForHost: lost, " + password.value_or("nothing"));
+    const Text password = JVKeychain::passwordForHost(kHost, "me", JVKeychainProtocolFTP, &error);
+    read("passwordForHost: ", !error, internet, password);
   };
   readInternet();
   for (int i = 0; i < 2; ++i) {
     const std::string password = std::string(kSecret) + std::to_string(getpid()) + "-" + std::to_string(++number);
-    const bool stored = JVKeychain::savePassword(password, kHost, "me", JVKeychainProtocolFTP, &error);
-    internet.saved(stored, password);
-    answers.expect(stored, isDocumented(error), "savePassword: " + codeOf(error));
+    saved("savePassword: ", JVKeychain::savePassword(password, kHost, "me", JVKeychainProtocolFTP, &error), internet,
+          password);
     readInternet();
-
-    const bool kept = JVKeychain::saveGenericPassword(bytesOf(password), "faults", "me", "/", &error);
-    generic.saved(kept, password);
-    answers.expect(kept, isDocumented(error), "saveGenericPassword: " + codeOf(error));
+    saved("saveGenericPassword: ", JVKeychain::saveGenericPassword(bytesOf(password), "faults", "me", "/", &error),
+          generic, password);
     const auto all = JVKeychain::genericPasswordsWithService("faults", &error);
-    if (all) {
-      const auto* const found = all->find("me");
-      const auto bytes =
-          found ? std::optional(std::string(found->data()->begin(), found->data()->end())) : std::nullopt;
-      answers.expect(generic.read(bytes), false, "genericPasswordsWithService: lost, " + bytes.value_or("nothing"));
-    } else {
-      answers.expect(false, isDocumented(error), "genericPasswordsWithService: " + codeOf(error));
-    }
+    const auto* const found = all ? all->find("me") : nullptr;
+    read("genericPasswordsWithService: ", all.has_value(), generic,
+         found ? Text(std::string(found->data()->begin(), found->data()->end())) : std::nullopt);
   }
 }
 
@@ -260,24 +239,7 @@ void runVault(Answers& answers) {
 // ---------------------------------------------------------------------------------------------------------------------
 // Watching
 
-struct Told : JVFileEventerDelegate {
-  void fileSystemEventHappenedAtPaths(const std::vector<std::string>& paths) override {
-    const std::lock_guard lock(mutex);
-    for (const std::string& path : paths) all.insert(path);
-    changed.notify_all();
-  }
-  bool waitFor(const std::string& path, std::chrono::seconds bound) {
-    std::unique_lock lock(mutex);
-    return changed.wait_for(lock, bound, [&] { return all.contains(path); });
-  }
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::set<std::string> all;
-};
-
-void prepareWatching(const std::string& folder) {
-  for (const char* const place : {"/watched/a/b", "/watched/c"}) std::filesystem::create_directories(folder + place);
-}
+void prepareWatching(const std::string& folder) { std::filesystem::create_directories(folder + "/watched/a/b"); }
 
 /// Whether the file could be made, with calls that may fail too.
 bool makeFile(const std::string& path) {
@@ -290,7 +252,7 @@ void runWatching(Answers& answers) {
   static int number = 0;
   const std::string root = answers.folder() + "/watched";
   const std::string name = std::to_string(++number);
-  const auto told = std::make_shared<Told>();
+  const auto told = std::make_shared<jvtest::Recorder>();
   const JVFileEventer watcher(told, {root}, true);
   const auto change = [&](const std::string& path) {
     if (!makeFile(path)) return;
@@ -325,22 +287,21 @@ void runFacts(Answers& answers) {
 void runListeners(Answers& answers) {
   static int number = 0;
   bool heard = false;
+  bool over = false;
   NSRunLoop& loop = NSRunLoop::mainRunLoop();
   const JVUser user;
   answers.expect(user.isActive(), false, "JVUser");
   JVSystemConfigListener listener;
+  const auto hear = [&](const auto&) {
+    heard = true;
+    loop.stop();
+  };
   const auto token = JVFoundation::NSNotificationCenter::defaultCenter().addObserver(JVComputerNameChangedNotification,
-                                                                                     &listener, [&](const auto&) {
-                                                                                       heard = true;
-                                                                                       loop.stop();
-                                                                                     });
+                                                                                     &listener, hear);
   const std::string name = "faults " + std::to_string(++number) + " " + std::to_string(getpid());
-  {
-    std::ofstream("/etc/machine-info.new") << "PRETTY_HOSTNAME=\"" << name << "\"\n";
-    std::error_code failed;
-    std::filesystem::rename("/etc/machine-info.new", "/etc/machine-info", failed);
-  }
-  bool over = false;
+  std::ofstream("/etc/machine-info.new") << "PRETTY_HOSTNAME=\"" << name << "\"\n";
+  std::error_code failed;
+  std::filesystem::rename("/etc/machine-info.new", "/etc/machine-info", failed);
   try {
     const auto bound = loop.addTimer(answers.disturbed() ? 200ms : 30s, [&] {
       over = true;
