@@ -1,8 +1,8 @@
-"""stress.py JV [--rounds N] [--seed S] [--operations N] [--processes N] [--stop] [--large]: several processes make random changes
-in a watched folder. In the end, everything that differs from the beginning must have been told of, and nothing outside
-ever. Prints the seed of each round; --seed makes one again (how the processes interleave differs). --stop halts the
-watcher now and then, so that the kernel's queue overflows where it is short. --large makes so many folders that the
-watcher has their file system watched, and ends with 77 where that is not possible."""
+"""stress.py JV [--rounds N] [--seed S] [--operations N] [--processes N] [--stop] [--large]: several processes make
+random changes in a watched folder. In the end, everything that differs from the beginning must have been told of, and
+nothing outside ever. Prints the seed of each round; --seed makes one again (how the processes interleave differs).
+--stop halts the watcher now and then, so that the kernel's queue overflows where it is short. --large makes so many
+folders that the watcher has their file system watched, and ends with 77 where that is not possible."""
 
 import argparse
 import contextlib
@@ -109,8 +109,8 @@ class Worker:
     def symbolic_link(self):
         os.symlink(self.random.choice([self.out, "..", self.root, "no such"]), self.new_path())
 
-    STEPS = {create: 6, change: 6, replace: 2, delete: 3, rename: 5, make_deep: 4, delete_deep: 1, move_out: 1, move_in: 2,
-             change_outside: 2, link: 1, symbolic_link: 1}
+    STEPS = {create: 6, change: 6, replace: 2, delete: 3, rename: 5, make_deep: 4, delete_deep: 1, move_out: 1,
+             move_in: 2, change_outside: 2, link: 1, symbolic_link: 1}
 
     def run(self, operations):
         steps = self.random.choices(list(self.STEPS), list(self.STEPS.values()), k=operations)

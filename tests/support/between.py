@@ -1,5 +1,5 @@
-"""Between a real server and its clients: everything is passed on, but for what is changed so that the server looks older
-or different."""
+"""Between a real server and its clients: everything is passed on, but for what makes the server look older or
+different."""
 
 import contextlib
 import socket

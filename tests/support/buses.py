@@ -67,7 +67,8 @@ class Bus:
         mock = self.mock(ACCOUNTS, "/org/freedesktop/Accounts")
         mine = os.getuid()
         user = f"/org/freedesktop/Accounts/User{mine}"
-        mock.AddMethod(ACCOUNTS, "FindUserById", "x", "o", f"ret = dbus.ObjectPath('{user}' if args[0] == {mine} else '/')")
+        find = f"ret = dbus.ObjectPath('{user}' if args[0] == {mine} else '/')"
+        mock.AddMethod(ACCOUNTS, "FindUserById", "x", "o", find)
         mock.AddObject(user, ACCOUNTS + ".User", {"RealName": name, "Email": email}, dbus.Array([], signature="(ssss)"))
 
     def serve_login(self, *sessions):
@@ -76,7 +77,8 @@ class Bus:
         self.wait_for(LOGIN)
         mock = self.mock(LOGIN, "/org/freedesktop/login1")
         manager = LOGIN + ".Manager"
-        mock.AddMethod(manager, "GetUser", "u", "o", "ret = dbus.ObjectPath('/org/freedesktop/login1/user/%i' % args[0])")
+        find = "ret = dbus.ObjectPath('/org/freedesktop/login1/user/%i' % args[0])"
+        mock.AddMethod(manager, "GetUser", "u", "o", find)
         for name, user in sessions:
             path = mock.AddSession(name, "seat0", dbus.UInt32(user), "somebody", True)
             mock.EmitSignal(manager, "SessionNew", "so", [name, dbus.ObjectPath(path)])

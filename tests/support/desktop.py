@@ -1,6 +1,6 @@
-"""desktop.py COMMAND…: runs COMMAND with a desktop of its own around it: a session bus with a password service, a system
-bus with accounts and sessions, an X server with two screens, a Wayland compositor, fonts, a home folder, and where
-namespaces can be had, a network with the interface soak0 and a writable /etc (JV_TEST_INSIDE is set then).
+"""desktop.py COMMAND…: runs COMMAND with a desktop of its own around it: a session bus with a password service, a
+system bus with accounts and sessions, an X server with two screens, a Wayland compositor, fonts, a home folder, and
+where namespaces can be had, a network with the interface soak0 and a writable /etc (JV_TEST_INSIDE is set then).
 
 The compositor is kept aside: its variables are WAYLAND_DISPLAY and XDG_RUNTIME_DIR with JV_TEST_ in front. Ends with
 COMMAND's status, or with 77 when a component is missing."""
@@ -45,8 +45,8 @@ def own_network():
     with contextlib.suppress(SystemExit):
         namespaces.enter()
         # The first interface counts, and the cable's other end is no better than this one.
-        namespaces.ip("link add soak0 index 5 type veth peer name far0 index 6", "link set far0 up", "link set soak0 up",
-                      "addr add 192.0.2.1/24 dev soak0")
+        namespaces.ip("link add soak0 index 5 type veth peer name far0 index 6", "link set far0 up",
+                      "link set soak0 up", "addr add 192.0.2.1/24 dev soak0")
 
 
 def main(command):

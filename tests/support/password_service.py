@@ -1,7 +1,7 @@
 """password_service.py [PROMPTS]: a session bus with a real password service, of this test's own.
 
-Says NAME=VALUE for each variable of the environment that a client needs, then "ready". Afterwards takes a command a line
-from standard input and says "ok" (or "failed: why") when it is done, until the input ends, which ends everything:
+Says NAME=VALUE for each variable of the environment that a client needs, then "ready". Afterwards takes a command a
+line from standard input and says "ok" (or "failed: why") when it is done, until the input ends, which ends everything:
 
     start           the service, with its default collection open (made if there is none)
     start-locked    the service, with its collections as they are on the disk: locked, as after logging in
@@ -11,8 +11,8 @@ from standard input and says "ok" (or "failed: why") when it is done, until the 
     unlock          the default collection, with the password and without a prompt
     store SECRET LABEL NAME=VALUE...    an item as another program stores it; % stands for nothing
 
-PROMPTS says how the user answers: accept, dismiss or hang; none when there is nobody to ask. The exit status is 77 when a
-component is missing.
+PROMPTS says how the user answers: accept, dismiss or hang; none when there is nobody to ask. The exit status is 77 when
+a component is missing.
 """
 
 import os
