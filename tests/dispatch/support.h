@@ -72,10 +72,10 @@ bool eventually(Condition holds) {
   return true;
 }
 
-inline auto descriptors() {
-  const std::filesystem::directory_iterator open("/proc/self/fd");
-  return std::distance(begin(open), end(open));
+inline auto entriesOf(const char* folder) {
+  return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
 }
+inline auto descriptors() { return entriesOf("/proc/self/fd"); }
 
 /// Threads of the pool. A sanitizer may have threads of its own.
 inline int poolThreads() {

@@ -1,19 +1,16 @@
 #include <JorvaneFoundation/tasks/NSTask.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
+#include "support/temporary_folder.h"
 #include "tasks/support.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using jv::test::TemporaryFolder;
 using JVFoundation::NSTask;
 using JVFoundation::Value;
 using jvtest::outcomeOf;
@@ -29,28 +26,24 @@ TaskOutcome launch(const std::string& path, const Words& arguments = {},
   return outcomeOf(NSTask::launchSyncWithPath(path, arguments, input, directory));
 }
 
-/// A folder that goes with the scope.
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string pattern = fs::temp_directory_path() / "jv-tasks-XXXXXX";
-    path_ = mkdtemp(pattern.data());
-  }
-  ~TemporaryFolder() { fs::remove_all(path_); }
-  const std::string& path() const { return path_; }
-  std::string file(const std::string& name, const std::string& contents, mode_t mode) const {
-    std::string file = path_ + "/" + name;
-    std::ofstream(file) << contents;
-    chmod(file.c_str(), mode);
-    return file;
-  }
+std::string script(const TemporaryFolder& folder, std::string_view name, std::string_view contents) {
+  std::string path = folder.write(name, contents);
+  fs::permissions(path, fs::perms::owner_all);
+  return path;
+}
 
- private:
-  std::string path_;
-};
+/// What write_bytes writes.
+std::string written(std::size_t size) {
+  std::string text(size, 'x');
+  for (std::size_t at = 0; at < size; ++at) {
+    if (at % 65'536 % 80 == 79) text[at] = '\n';
+  }
+  return text;
+}
 
 TEST(LaunchSync, GivesStatusOutputAndError) {
-  const std::string shell = "/bin/sh";
+  const std::string shell = "/bin/sh", echo = program("echo_arguments");
+  const std::string much(700'000, 'y');
   struct Case {
     const char* why;
     std::string path;
@@ -66,61 +59,37 @@ TEST(LaunchSync, GivesStatusOutputAndError) {
       {"output is not trimmed", shell, {"-c", "echo ' line'; exit 3"}, {}, {3, " line\n", {}}},
       {"error output alone", shell, {"-c", "echo wrong >&2"}, {}, {0, {}, "wrong\n"}},
       {"bytes that are no UTF-8 are left out", shell, {"-c", "printf '\\377'; printf ok >&2"}, {}, {0, {}, "ok"}},
-      {"zero bytes and line ends stay",
-       shell,
-       {"-c", "printf 'a\\000b\\r\\n'"},
+      {"nor is a cut-off character", shell, {"-c", "printf ok; printf '\\343\\201' >&2"}, {}, {0, "ok", {}}},
+      {"zero bytes stay", shell, {"-c", "printf 'a\\000b\\r\\n'"}, {}, {0, std::string("a\0b\r\n", 5), {}}},
+      {"arguments pass unchanged, behind the path",
+       echo,
+       {"", " two words ", "$HOME *", "-x"},
        {},
-       {0, std::string("a\0b\r\n", 5), {}}},
-      {"arguments pass unchanged",
-       program("echo_arguments"),
-       {"", " two words ", "$HOME *", "-x", "\xFF"},
-       {},
-       {0, {}, {}}},
-      {"the first word is the path",
-       program("echo_arguments"),
-       {"a"},
-       {},
-       {0, "[" + program("echo_arguments") + "]\n[a]\n", {}}},
+       {0, "[" + echo + "]\n[]\n[ two words ]\n[$HOME *]\n[-x]\n", {}}},
+      {"an argument of any bytes", shell, {"-c", "printf %s $1 | od -An -tx1", "-", "\xFF"}, {}, {0, " ff\n", {}}},
       {"input ends after it was written", "/bin/cat", {}, "some\ninput", {0, "some\ninput", {}}},
       {"without an input it does not end", program("wait_for_input"), {}, {}, {0, "stays open\n", {}}},
       {"an empty input is none", program("wait_for_input"), {}, "", {0, "stays open\n", {}}},
-      {"input that nobody reads is dropped",
-       program("close_input"),
-       {},
-       std::string(4 << 20, 'x'),
-       {0, "closed\n", {}}},
-      {"much of it goes through", "/bin/cat", {}, std::string(700'000, 'y'), {0, std::string(700'000, 'y'), {}}},
-      {"error output may come first, up to what a pipe holds",
+      {"input that nobody reads", program("close_input"), {}, std::string(4 << 20, 'x'), {0, "closed\n", {}}},
+      {"much of it goes through", "/bin/cat", {}, much, {0, much, {}}},
+      {"error output first, up to what a pipe holds",
        program("write_bytes"),
        {"2", "900000"},
        {},
-       {0, {}, {}}},
+       {0, {}, written(900'000)}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.why);
-    TaskOutcome outcome = launch(c.path, c.arguments, c.input);
-    if (c.path == program("echo_arguments") && c.arguments.size() > 1) {
-      EXPECT_EQ(outcome.output, std::nullopt) << "its last argument is no UTF-8";
-      Words valid(c.arguments.begin(), c.arguments.end() - 1);
-      outcome = launch(c.path, valid);
-      EXPECT_EQ(outcome.output, "[" + c.path + "]\n[]\n[ two words ]\n[$HOME *]\n[-x]\n");
-      continue;
-    }
-    if (c.path == program("write_bytes")) {
-      ASSERT_TRUE(outcome.error);
-      EXPECT_EQ(outcome.error->size(), 900'000U);
-      outcome.error.reset();
-    }
-    EXPECT_EQ(outcome, c.expected);
+    EXPECT_EQ(launch(c.path, c.arguments, c.input), c.expected);
   }
 }
 
 TEST(LaunchSync, SaysWhyAToolWasNotLaunched) {
   const TemporaryFolder folder;
-  const std::string plain = folder.file("plain", "no program", 0644);
-  const std::string shebangless = folder.file("shebangless", "echo no shell takes this\n", 0755);
-  const std::string orphan = folder.file("orphan", "#!/no/such/interpreter\n", 0755);
-  const std::string fine = folder.file("fine", "#!/bin/sh\necho fine\n", 0755);
+  const std::string plain = folder.write("plain", "no program");
+  const std::string shebangless = script(folder, "shebangless", "echo no shell takes this\n");
+  const std::string orphan = script(folder, "orphan", "#!/no/such/interpreter\n");
+  const std::string fine = script(folder, "fine", "#!/bin/sh\necho fine\n");
   const std::string zero("/bin/true\0x", 11);
 
   struct Case {
@@ -147,7 +116,7 @@ TEST(LaunchSync, SaysWhyAToolWasNotLaunched) {
       {"a directory that is none", fine, {}, plain, "plain", "Not a directory"},
       {"a zero byte in the directory", fine, {}, zero, "/bin/true", "Invalid argument"},
   };
-  const auto descriptors = jvtest::openDescriptors();
+  const auto descriptors = jvtest::descriptors();
   for (const Case& c : cases) {
     SCOPED_TRACE(c.why);
     for (const Text& input : {Text(), Text("short"), Text(std::string(4 << 20, 'x'))}) {
@@ -159,17 +128,17 @@ TEST(LaunchSync, SaysWhyAToolWasNotLaunched) {
     }
   }
   EXPECT_EQ(launch(fine), (TaskOutcome{0, "fine\n", {}}));
-  EXPECT_EQ(jvtest::openDescriptors(), descriptors);
+  EXPECT_EQ(jvtest::descriptors(), descriptors);
   EXPECT_FALSE(jvtest::hasChildren());
 }
 
 TEST(LaunchSync, UsesTheDirectoryForTheToolAlone) {
   const TemporaryFolder folder;
-  folder.file("here", "#!/bin/sh\necho found\n", 0755);
+  script(folder, "here", "#!/bin/sh\necho found\n");
   const fs::path before = fs::current_path();
   EXPECT_EQ(launch("/bin/pwd", {}, {}, "/").output, "/\n");
   EXPECT_EQ(launch("/bin/pwd", {"-P"}).output, before.string() + "\n");
-  EXPECT_EQ(launch("./here", {}, {}, folder.path()).output, "found\n") << "a relative path counts from there";
+  EXPECT_EQ(launch("./here", {}, {}, folder.path().string()).output, "found\n") << "a relative path counts from there";
   EXPECT_EQ(fs::current_path(), before);
 }
 
@@ -182,11 +151,7 @@ TEST(LaunchSync, WaitsForTheEndOfTheOutputNotOfTheTool) {
 TEST(LaunchSync, CollectsLargeOutputs) {
   for (const std::size_t size : {65'535U, 65'536U, 65'537U, 1'048'576U, 1'048'577U, 40'000'000U}) {
     const TaskOutcome outcome = launch(program("write_bytes"), {"1", std::to_string(size)});
-    ASSERT_TRUE(outcome.output);
-    ASSERT_EQ(outcome.output->size(), size);
-    std::size_t wrong = 0;
-    for (std::size_t at = 0; at < size; ++at) wrong += (*outcome.output)[at] != (at % 65'536 % 80 == 79 ? '\n' : 'x');
-    EXPECT_EQ(wrong, 0U);
+    EXPECT_TRUE(outcome.output == written(size)) << size;
   }
 }
 

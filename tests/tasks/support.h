@@ -1,28 +1,24 @@
 /// What the tests of tasks share: the programs, and what the process holds.
 #pragma once
 
-#include <JorvaneFoundation/dispatch/NSRunLoop.h>
 #include <JorvaneFoundation/tasks/NSTask.h>
 
 #include <gtest/gtest.h>
 
 #include <array>
-#include <chrono>
 #include <cstdint>
-#include <filesystem>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
+#include <utility>
+#include <vector>
 
-#include <poll.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
-namespace jvtest {
+#include "dispatch/support.h"
 
-inline constexpr std::chrono::seconds kBound{30};
+namespace jvtest {
 
 /// The path of one of the programs in tests/programs.
 inline std::string program(const std::string& name) { return JV_TEST_PROGRAMS "/" + name; }
@@ -34,16 +30,11 @@ struct TaskOutcome {
 
   friend bool operator==(const TaskOutcome&, const TaskOutcome&) = default;
   friend void PrintTo(const TaskOutcome& outcome, std::ostream* stream) {
-    const auto show = [&](const char* name, const std::optional<std::string>& text) {
-      *stream << name;
-      if (!text)
-        *stream << "none";
-      else
-        *stream << testing::PrintToString(text->substr(0, 400)) << " of " << text->size();
-    };
     *stream << outcome.status;
-    show(", output ", outcome.output);
-    show(", error ", outcome.error);
+    for (const auto& text : {outcome.output, outcome.error}) {
+      *stream << ", " << (text ? testing::PrintToString(text->substr(0, 400)) : "none");
+      if (text) *stream << " of " << text->size();
+    }
   }
 };
 
@@ -56,23 +47,12 @@ inline TaskOutcome outcomeOf(const JVFoundation::Value& result) {
   return {status ? status->intValue() : -1, text("JVTaskOutput"), text("JVTaskError")};
 }
 
-/// Drains the main loop as a foreign loop does until @p done holds. @return whether it did before the bound.
-template <class Condition>
-bool drainUntil(Condition done) {
-  auto& loop = JVFoundation::NSRunLoop::mainRunLoop();
-  const auto end = std::chrono::steady_clock::now() + kBound;
-  while (!done()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    pollfd wanted{loop.fileDescriptor(), POLLIN, 0};
-    if (poll(&wanted, 1, 100) == 1) loop.drain();
-  }
-  return true;
+/// A handler that keeps what it is told in @p outcomes.
+inline auto keepIn(std::vector<TaskOutcome>& outcomes) {
+  return [&](std::int32_t status, std::optional<std::string> output, std::optional<std::string> error) {
+    outcomes.push_back({status, std::move(output), std::move(error)});
+  };
 }
-
-inline std::ptrdiff_t entriesOf(const char* folder) {
-  return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
-}
-inline std::ptrdiff_t openDescriptors() { return entriesOf("/proc/self/fd"); }
 
 /// Whether the process has a child, running or dead.
 inline bool hasChildren() {
