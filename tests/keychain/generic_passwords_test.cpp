@@ -12,16 +12,6 @@ Dictionary item(std::string_view account, std::string_view service = "s") {
   return {{"class", "genp"}, {"svce", service}, {"acct", account}, {"labl", "label"}};
 }
 
-/// "account=password" each, in order.
-std::vector<std::string> shown(const std::optional<Value>& passwords) {
-  std::vector<std::string> lines;
-  if (!passwords) return {"(none)"};
-  for (const auto& [account, password] : *passwords->dictionary()) {
-    lines.push_back(std::string(account).append("=").append(textOf(&password)));
-  }
-  return lines;
-}
-
 std::string labelOf(const FakeKeychain::Item& stored) { return *Value(stored.attributes).text("labl"); }
 
 class GenericPasswords : public OnFakeKeychain {

@@ -31,20 +31,12 @@ class InternetPasswords : public OnFakeKeychain {
 };
 
 TEST_F(InternetPasswords, AHostIsNeeded) {
-  for (const auto& [host, shown] :
-       {std::pair<std::optional<std::string_view>, std::string>{"", ""}, {std::nullopt, "(null)"}}) {
+  using Text = std::optional<std::string_view>;
+  for (const auto& [host, quoted] : {std::pair<Text, std::string>{"", "\"\"."}, {std::nullopt, "\"(null)\"."}}) {
     EXPECT_EQ(read(host), std::nullopt);
-    EXPECT_THAT(
-        error,
-        IsMalformed(
-            kReading,
-            std::string("Cannot read passwords from the keychain for malformed host \"").append(shown).append("\".")));
+    EXPECT_THAT(error, IsMalformed(kReading, "Cannot read passwords from the keychain for malformed host " + quoted));
     EXPECT_FALSE(save("p", host));
-    EXPECT_THAT(
-        error,
-        IsMalformed(
-            kWriting,
-            std::string("Cannot write password into the keychain for malformed host \"").append(shown).append("\".")));
+    EXPECT_THAT(error, IsMalformed(kWriting, "Cannot write password into the keychain for malformed host " + quoted));
   }
   EXPECT_THAT(keychain.calls, IsEmpty());
 }
@@ -167,13 +159,11 @@ TEST_F(InternetPasswords, AnswersOfTheQueryWhenReading) {
   EXPECT_THAT(error, IsStatus(kReading, -25306));
 
   keychain.queryAnswer = Value(Value::Array{});
-  EXPECT_EQ(read(), std::nullopt);
-  EXPECT_EQ(error, std::nullopt);
-  keychain.queryAnswer.reset();
-
-  keychain.queryGivesNothing = true;
-  EXPECT_EQ(read(), std::nullopt);
-  EXPECT_EQ(error, std::nullopt);
+  for (const bool nothing : {false, true}) {
+    keychain.queryGivesNothing = nothing;
+    EXPECT_EQ(read(), std::nullopt);
+    EXPECT_EQ(error, std::nullopt);
+  }
 }
 
 TEST_F(InternetPasswords, SavingChangesTheFirstItemFound) {
@@ -193,6 +183,10 @@ TEST_F(InternetPasswords, SavingChangesTheFirstItemFound) {
   keychain.lookupStatuses = {-25300, -25300};
   EXPECT_TRUE(save("third"));
   EXPECT_EQ(keychain.items.size(), 3U) << "none was found again";
+
+  keychain.queryAnswer = Value("text");
+  EXPECT_TRUE(save("p")) << "what is no array is nothing";
+  EXPECT_EQ(asked().back(), "add 1:h 0- 1:u 0: 0 0 1953261156 p");
 }
 
 TEST_F(InternetPasswords, SavingNeverAddsAfterAFailure) {
@@ -228,13 +222,6 @@ TEST_F(InternetPasswords, SavingNeverAddsAfterAFailure) {
     ASSERT_EQ(keychain.items.size(), 1U);
     EXPECT_EQ(keychain.items[0].password, "old");
   }
-}
-
-TEST_F(InternetPasswords, SavingTakesWhatIsNoArrayForNothing) {
-  keychain.queryAnswer = Value("text");
-  EXPECT_TRUE(save("p"));
-  EXPECT_EQ(error, std::nullopt);
-  EXPECT_EQ(asked().back(), "add 1:h 0- 1:u 0: 0 0 1953261156 p");
 }
 
 TEST_F(InternetPasswords, ADerivedClassMayChangeNamesAndErrors) {

@@ -16,14 +16,14 @@
 namespace jvtest {
 
 // Sanitizers keep what was freed, and have memory that must not be read.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr bool kCanScanMemory = false;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-inline constexpr bool kCanScanMemory = false;
+#if defined(__has_feature)
+#define JV_HAS_FEATURE(name) __has_feature(name)
 #else
-inline constexpr bool kCanScanMemory = true;
+#define JV_HAS_FEATURE(name) 0
 #endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || JV_HAS_FEATURE(address_sanitizer) || \
+    JV_HAS_FEATURE(thread_sanitizer)
+inline constexpr bool kCanScanMemory = false;
 #else
 inline constexpr bool kCanScanMemory = true;
 #endif
@@ -85,13 +85,25 @@ class HiddenSecret {
   const std::size_t size_;
 };
 
-/// Reads the internet password of "u" at "h", which is @p hidden, and wipes it as its owner would.
-inline void expectNoCopyAfterReading(const HiddenSecret& hidden) {
-  std::optional<std::string> read = JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny);
-  ASSERT_TRUE(read);
-  EXPECT_EQ(hidden.copies(), 1) << "the caller's own";
-  HiddenSecret::wipe(*read);
-  EXPECT_EQ(hidden.copies(), 0) << "after reading";
+/// Has @p save store secrets of both sizes, as internet password of "u" at "h" among others, and looks for what is left
+/// of them, then of reading that one.
+template <class Save>
+void expectNoSecretToStayInMemory(Save save) {
+  for (const std::size_t size : HiddenSecret::kSizes) {
+    SCOPED_TRACE(size);
+    const HiddenSecret hidden(size);
+    std::string secret = hidden.text();
+    ASSERT_GE(hidden.copies(), 1) << "it would be seen";
+    save(secret);
+    HiddenSecret::wipe(secret);
+    EXPECT_EQ(hidden.copies(), 0) << "after saving";
+
+    std::optional<std::string> read = JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(hidden.copies(), 1) << "the caller's own";
+    HiddenSecret::wipe(*read);
+    EXPECT_EQ(hidden.copies(), 0) << "after reading";
+  }
 }
 
 }  // namespace jvtest

@@ -49,19 +49,13 @@ constexpr Row kAuthenticationTypes[] = {
 template <class Rows, class Lookup>
 void check(const Rows& rows, Lookup code) {
   std::set<std::string_view> names;
+  for (const Row& row : rows) EXPECT_TRUE(names.insert(row.name).second) << "a name of its own, not " << row.name;
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     EXPECT_EQ(code(row.name), row.code);
-    EXPECT_TRUE(names.insert(row.name).second) << "a name of its own";
-  }
-  for (const Row& row : rows) {
-    std::string other(row.name);
-    other[0] = static_cast<char>(other[0] - 'a' + 'A');
-    for (const std::string& near :
-         {other, std::string(row.name) + " ", std::string(row.name.substr(1)), std::string(row.name) + '\0'}) {
-      if (!names.contains(near)) {
-        EXPECT_EQ(code(near), 0U) << near;
-      }
+    const std::string name(row.name), capital = static_cast<char>(name[0] - 'a' + 'A') + name.substr(1);
+    for (const std::string& near : {capital, name + " ", name.substr(1), name + '\0'}) {
+      EXPECT_TRUE(names.contains(near) || code(near) == 0) << near;
     }
   }
   EXPECT_EQ(code(std::nullopt), 0U);
@@ -101,26 +95,11 @@ TEST(KeychainError, HasTwoTextsAndTheStatus) {
 TEST(KeychainError, EveryStatusHasAMessageOfItsOwn) {
   const jvtest::FakeKeychain keychain;
   std::set<std::string> messages;
-  const OSStatus statuses[] = {errSecSuccess,
-                               errSecIO,
-                               errSecDiskFull,
-                               errSecParam,
-                               errSecWrPerm,
-                               errSecAllocate,
-                               errSecUserCanceled,
-                               errSecInternalComponent,
-                               errSecNotAvailable,
-                               errSecReadOnly,
-                               errSecAuthFailed,
-                               errSecNoSuchKeychain,
-                               errSecInvalidKeychain,
-                               errSecDuplicateItem,
-                               errSecItemNotFound,
-                               errSecNoSuchClass,
-                               errSecNoDefaultKeychain,
-                               errSecInteractionNotAllowed,
-                               errSecServiceNotAvailable};
-  for (const OSStatus status : statuses) {
+  for (const OSStatus status :
+       {errSecSuccess, errSecIO, errSecDiskFull, errSecParam, errSecWrPerm, errSecAllocate, errSecUserCanceled,
+        errSecInternalComponent, errSecNotAvailable, errSecReadOnly, errSecAuthFailed, errSecNoSuchKeychain,
+        errSecInvalidKeychain, errSecDuplicateItem, errSecItemNotFound, errSecNoSuchClass, errSecNoDefaultKeychain,
+        errSecInteractionNotAllowed, errSecServiceNotAvailable}) {
     const auto message = keychain.SecCopyErrorMessageString(status);
     ASSERT_TRUE(message) << status;
     EXPECT_TRUE(messages.insert(*message).second) << *message;

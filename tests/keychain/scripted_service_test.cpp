@@ -44,32 +44,29 @@ void askTheBus(sd_bus* bus) {
                      nullptr, nullptr);
 }
 
-TEST(RoundTrips, ReadingIsASearchALookupAndAFetch) {
+class OnScriptedService : public testing::Test {
+ protected:
   PasswordService bus;
-  ScriptedService service;
-  service.start();
-  EXPECT_EQ(read(), 0);
-  EXPECT_THAT(service.calls(), ElementsAre("SearchItems", "OpenSession", "GetAll", "GetSecrets"));
-  EXPECT_EQ(read(), 0);
-  EXPECT_EQ(service.calls().size(), 7U) << "the session stays open";
-}
+  ScriptedService service, next;  // the other one takes over when the service dies, if it is started
+};
+using RoundTrips = OnScriptedService;
+using Errors = OnScriptedService;
 
-TEST(RoundTrips, SavingReadsOnceAndWritesOnce) {
-  PasswordService bus;
-  ScriptedService service;
+TEST_F(RoundTrips, ReadingAndSavingTakeAsFewAsCanBe) {
   service.start();
   EXPECT_EQ(read(), 0);
-  const std::size_t before = service.calls().size();
+  std::vector<std::string> expected{"SearchItems", "OpenSession", "GetAll", "GetSecrets"};
+  EXPECT_EQ(service.calls(), expected);
+  EXPECT_EQ(read(), 0);
+  expected.insert(expected.end(), {"SearchItems", "GetAll", "GetSecrets"});
+  EXPECT_EQ(service.calls(), expected) << "the session stays open";
   EXPECT_EQ(save(), 0);
-  auto calls = service.calls();
-  calls.erase(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(before));
-  EXPECT_THAT(calls, ElementsAre("SearchItems", "GetAll", "SetSecret")) << "a label that is there is not written";
+  expected.insert(expected.end(), {"SearchItems", "GetAll", "SetSecret"});
+  EXPECT_EQ(service.calls(), expected) << "a label that is there is not written";
 }
 
-TEST(RoundTrips, ManyItemsAreAskedForTogether) {
+TEST_F(RoundTrips, ManyItemsAreAskedForTogether) {
   constexpr int kItems = 100;
-  PasswordService bus;
-  ScriptedService service;
   service.items = kItems;
   // Nothing is answered before everything was asked: whoever waits for one answer at a time waits for ever.
   std::vector<sd_bus_message*> waiting;
@@ -91,7 +88,7 @@ TEST(RoundTrips, ManyItemsAreAskedForTogether) {
   EXPECT_EQ(service.calls().size(), std::size_t{2 + kItems + 1}) << "one fetch for all secrets";
 }
 
-TEST(Errors, HaveAStatusEach) {
+TEST(StatusOfErrors, IsOneEach) {
   struct Case {
     const char* method;
     const char* error;
@@ -125,9 +122,7 @@ TEST(Errors, HaveAStatusEach) {
   }
 }
 
-TEST(Errors, AnItemThatStaysLockedIsNotTakenForMissing) {
-  PasswordService bus;
-  ScriptedService service;
+TEST_F(Errors, AnItemThatStaysLockedIsNotTakenForMissing) {
   service.handlers["SearchItems"] = ScriptedService::answerOneLocked;
   service.handlers["GetAll"] = ScriptedService::answerHashes;
   service.handlers["Unlock"] = [](sd_bus_message* call) { return ScriptedService::answerUnlock(call, "/"); };
@@ -172,9 +167,7 @@ TEST(Prompts, OnlyTheServiceAndTheBusEndThem) {
   }
 }
 
-TEST(Errors, AForgottenSessionIsOpenedAgain) {
-  PasswordService bus;
-  ScriptedService service;
+TEST_F(Errors, AForgottenSessionIsOpenedAgain) {
   int sessions = 0, refused = 0;
   service.handlers["OpenSession"] = [&](sd_bus_message*) { return ++sessions, false; };
   const auto refuseOnce = [&](sd_bus_message* call) {
@@ -188,29 +181,23 @@ TEST(Errors, AForgottenSessionIsOpenedAgain) {
   EXPECT_EQ(sessions, 3);
 }
 
-TEST(Errors, AReadIsRepeatedWhenTheServiceDies) {
-  PasswordService bus;
-  ScriptedService dying, next;
-  dying.handlers["GetSecrets"] = [&](sd_bus_message*) { return dying.die(); };
-  dying.start();
+TEST_F(Errors, AReadIsRepeatedWhenTheServiceDies) {
+  service.handlers["GetSecrets"] = [&](sd_bus_message*) { return service.die(); };
+  service.start();
   next.start();
   EXPECT_EQ(read(), 0);
   EXPECT_THAT(next.calls(), Contains("GetSecrets"));
 }
 
-TEST(Errors, AWriteIsNotRepeatedWhenTheServiceDies) {
-  PasswordService bus;
-  ScriptedService dying, next;
-  dying.handlers["SetSecret"] = [&](sd_bus_message*) { return dying.die(); };
-  dying.start();
+TEST_F(Errors, AWriteIsNotRepeatedWhenTheServiceDies) {
+  service.handlers["SetSecret"] = [&](sd_bus_message*) { return service.die(); };
+  service.start();
   next.start();
   EXPECT_EQ(save(), errSecServiceNotAvailable);
   EXPECT_THAT(next.calls(), Not(Contains("SetSecret")));
 }
 
-TEST(Errors, AnAnswerThatNeverComesIsGivenUp) {
-  PasswordService bus;
-  ScriptedService service;
+TEST_F(Errors, AnAnswerThatNeverComesIsGivenUp) {
   service.handlers["SearchItems"] = [](sd_bus_message*) { return true; };
   service.start();
   const auto start = std::chrono::steady_clock::now();

@@ -3,13 +3,13 @@
 
 #include <JorvaneFoundation/keychain/JVKeychain.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "fakes/FakeKeychain.h"
 
@@ -30,6 +30,50 @@ inline std::span<const std::uint8_t> bytes(std::string_view text) {
 inline std::string textOf(const JVFoundation::Value* data) {
   if (data == nullptr || data->data() == nullptr) return "(no data)";
   return {data->data()->begin(), data->data()->end()};
+}
+
+/// "account=password" each, in order.
+inline std::vector<std::string> shown(const std::optional<JVFoundation::Value>& passwords) {
+  if (!passwords) return {"(none)"};
+  std::vector<std::string> lines;
+  for (const auto& [account, password] : *passwords->dictionary()) {
+    lines.push_back(std::string(account).append("=").append(textOf(&password)));
+  }
+  return lines;
+}
+
+// What tests of the real keychains do, as short as can be. Saving gives the status, which is 0 when it is stored.
+
+inline std::int64_t save(std::string_view password, std::string_view host, std::string_view user,
+                         std::int64_t protocol = JVKeychainProtocolAny) {
+  Error error;
+  return JVKeychain::savePassword(password, host, user, protocol, &error) ? 0 : error->code();
+}
+inline std::int64_t saveGeneric(std::string_view password, std::string_view service, std::string_view account) {
+  Error error;
+  return JVKeychain::saveGenericPassword(bytes(password), service, account, "/", &error) ? 0 : error->code();
+}
+inline std::vector<std::string> readAll(std::string_view service) {
+  return shown(JVKeychain::genericPasswordsWithService(service));
+}
+
+/// Saves and reads names that are no UTF-8, which are other names than those that are cut to the same bytes.
+inline void expectNamesThatAreNoTextToBelongToTheirOwnItems() {
+  using testing::ElementsAre;
+  EXPECT_EQ(saveGeneric("empty's", "s", ""), 0);
+  EXPECT_EQ(saveGeneric("byte's", "s", "\xFF"), 0);
+  EXPECT_EQ(saveGeneric("cut's", "s", "a\xC3\xA9"), 0) << "cut to 61 C3";
+  EXPECT_EQ(saveGeneric("byte's own", "s", "\xFF"), 0);
+  EXPECT_THAT(readAll("s"), ElementsAre("=empty's", "\xFF=byte's own", "a\xC3=cut's"));
+
+  EXPECT_EQ(save("h's", "h", ""), 0);
+  for (const char* password : {"1", "2"}) {
+    EXPECT_EQ(save(password, "h", "\xFF"), 0);
+    EXPECT_EQ(save(password, "\xFF", "u"), 0) << "its label is no text either";
+    EXPECT_EQ(JVKeychain::passwordForHost("h", "\xFF", JVKeychainProtocolAny), password);
+    EXPECT_EQ(JVKeychain::passwordForHost("\xFF", "u", JVKeychainProtocolAny), password);
+  }
+  EXPECT_EQ(JVKeychain::passwordForHost("h", "", JVKeychainProtocolAny), "h's");
 }
 
 MATCHER_P2(IsStatus, description, status, "") {
