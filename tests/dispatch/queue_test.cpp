@@ -54,19 +54,6 @@ TEST(SerialQueue, RunsOneAtATimeAndInOrder) {
   EXPECT_THAT(next, testing::Each(kPieces));
 }
 
-TEST(SerialQueue, ManyTakeTurns) {
-  constexpr int kQueues = 200;
-  constexpr int kPieces = 200;
-  std::vector<DispatchQueue> queues;
-  std::vector<int> ran(kQueues);
-  for (int i = 0; i < kQueues; ++i) queues.push_back(DispatchQueue::create());
-  for (int piece = 0; piece < kPieces; ++piece) {
-    for (std::size_t i = 0; i < kQueues; ++i) queues[i].async([&ran, i] { ++ran[i]; });
-  }
-  for (const DispatchQueue& queue : queues) finish(queue);
-  EXPECT_THAT(ran, testing::Each(kPieces));
-}
-
 TEST(SerialQueue, DestroysWorkWhereAndWhenItHasRun) {
   const DispatchQueue queue = DispatchQueue::create();
   struct Trace {
@@ -221,8 +208,10 @@ TEST(ThreadPool, HasNoThreadAtRestHoweverManyQueuesThereAre) {
   for (int i = 0; i < 10'000; ++i) queues.push_back(DispatchQueue::create());
   EXPECT_EQ(jvtest::poolThreads(), 0);
   Events ran;
-  for (const DispatchQueue& queue : queues) queue.async([&] { ran.happen(); });
-  EXPECT_TRUE(ran.wait(10'000));
+  for (int piece = 0; piece < 4; ++piece) {
+    for (const DispatchQueue& queue : queues) queue.async([&] { ran.happen(); });
+  }
+  EXPECT_TRUE(ran.wait(40'000));
   EXPECT_LT(jvtest::poolThreads(), 64);
   EXPECT_TRUE(jvtest::eventually([] { return jvtest::poolThreads() == 0; }));
 }

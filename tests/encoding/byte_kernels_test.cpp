@@ -28,14 +28,6 @@ void expectLikeReference(const ByteKernels& kernels, reference::Bytes text) {
   EXPECT_EQ(std::ranges::count(text.first(counted.end), 0x0D), 0);
 }
 
-/// Plain text with one or two bytes put in at @p at and behind: what decides is alone in its vector.
-test::Bytes plainBut(std::mt19937& random, std::size_t size, std::size_t at, std::uint8_t first, std::uint8_t second) {
-  test::Bytes text = test::drawn(random, size, kPlainMostly);
-  if (at < size) text[at] = first;
-  if (at + 1 < size) text[at + 1] = second;
-  return text;
-}
-
 TEST(ByteKernels, AgreeWithTheReferenceAtEveryAlignmentAndLength) {
   for (const ByteKernels* kernels : runnableByteKernels()) {
     SCOPED_TRACE(kernels->name);
@@ -46,7 +38,10 @@ TEST(ByteKernels, AgreeWithTheReferenceAtEveryAlignmentAndLength) {
       expectLikeReference(*kernels, reference::Bytes(room).subspan(offset));
       const std::size_t at = size == 0 ? 0 : random() % size;
       for (const std::uint8_t first : kBoundaries) {
-        const test::Bytes text = plainBut(random, size, at, first, kBoundaries[random() % kBoundaries.size()]);
+        // What decides is alone in its vector.
+        test::Bytes text = test::drawn(random, size, kPlainMostly);
+        if (at < size) text[at] = first;
+        if (at + 1 < size) text[at + 1] = kBoundaries[random() % kBoundaries.size()];
         expectLikeReference(*kernels, text);
       }
     }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <deque>
 #include <string>
 #include <thread>
 #include <vector>
@@ -114,10 +115,8 @@ TEST(EncodingDetector, SetsTableAndDefaultsForEachFile) {
     const bool enabled = r == 0 || r == 1 || r == 3 || r == 4 || r == 5;
     EXPECT_EQ(JVSniffers[r].enabled, enabled ? 1 : 0) << r;
     // The line-break filter has overwritten the marks of the CRLF rows.
-    const bool filtered = JVSniffers[r].lineBreakType == JVLineBreakTypeCRLF;
-    if (!enabled) {
-      EXPECT_EQ(JVSniffers[r].matched, filtered ? 0 : -1) << r;
-    }
+    const int mark = JVSniffers[r].lineBreakType == JVLineBreakTypeCRLF ? 0 : -1;
+    EXPECT_TRUE(enabled || JVSniffers[r].matched == mark) << r;
   }
   EXPECT_EQ(JVSniffers[5].matched, 1);
   EXPECT_EQ(detect(folder.write("b", line(kISO2022))), 21u) << "marks of the file before are gone";
@@ -126,15 +125,10 @@ TEST(EncodingDetector, SetsTableAndDefaultsForEachFile) {
 TEST(EncodingDetector, TakesTheFirstOfATieAndTheTerminatorForNone) {
   const TemporaryFolder folder;
   const std::string path = folder.write("a", "\x80\n");
-  {
-    const FakeTextSniffer::Installed fake({{0x0920, 0, 3}, {0x0820, 0, 3}});
-    EXPECT_EQ(detect(path), 21u);
-  }
-  {
-    const FakeTextSniffer::Installed fake({});
-    fake->sniffStatus = -1;
-    EXPECT_EQ(detect(path), 4u) << "a failing platform is a text that nothing fits";
-  }
+  const FakeTextSniffer::Installed fake({{0x0920, 0, 3}, {0x0820, 0, 3}});
+  EXPECT_EQ(detect(path), 21u);
+  fake->sniffStatus = -1;
+  EXPECT_EQ(detect(path), 4u) << "a failing platform is a text that nothing fits";
 }
 
 TEST(EncodingDetection, TellsLineBreaksAndCandidatesWhenAsked) {
@@ -151,12 +145,9 @@ TEST(EncodingDetection, TellsLineBreaksAndCandidatesWhenAsked) {
 }
 
 TEST(EncodingDetection, IsReentrant) {
-  const TemporaryFolder folder;
+  std::deque<TemporaryFolder> folders;
   std::vector<std::string> paths;
-  for (std::size_t i = 0; i < cases().size(); ++i) {
-    std::filesystem::create_directory(folder.path() / std::to_string(i));
-    paths.push_back(folder.write(std::to_string(i) + "/" + cases()[i].name, cases()[i].contents));
-  }
+  for (const Case& c : cases()) paths.push_back(folders.emplace_back().write(c.name, c.contents));
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&paths] {

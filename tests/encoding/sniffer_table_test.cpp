@@ -62,8 +62,8 @@ class SnifferTable : public testing::Test {
 };
 
 TEST_F(SnifferTable, EndsWithARowOfOnes) {
-  const auto* bytes = reinterpret_cast<const unsigned char*>(&kAtLoad[17]);
-  EXPECT_TRUE(std::all_of(bytes, bytes + sizeof(JVSniffer), [](unsigned char byte) { return byte == 0xFF; }));
+  const auto bytes = std::as_bytes(std::span(kAtLoad).last(1));
+  EXPECT_THAT(bytes, testing::Each(std::byte{0xFF}));
   EXPECT_EQ(JVNumberOfSniffers, 17u);
   for (const JVSniffer& row : std::span(kAtLoad).first(17)) {
     EXPECT_EQ(row.enabled, 0);
@@ -71,27 +71,29 @@ TEST_F(SnifferTable, EndsWithARowOfOnes) {
   }
 }
 
-TEST_F(SnifferTable, MarksDecideAtOnce) {
+TEST_F(SnifferTable, MarksAndWhatIsNoLegacyTextDecideAtOnce) {
   struct Case {
     const char* why;
     std::string_view text;
     std::initializer_list<std::size_t> enabled;
-    std::int64_t result;
-    std::vector<std::size_t> marked;
+    std::vector<std::size_t> marked;  // one at most, which is the result as well
   };
   const Case cases[] = {
-      {"little-endian", "\xFF\xFE", {0, 1, 5}, 1, {0}},
-      {"big-endian", "\xFE\xFFx", {0, 1, 5}, 1, {0}},
-      {"a UTF-32 mark is one of UTF-16", raw("\xFF\xFE\0\0"), {0}, 1, {0}},
-      {"its row is off", "\xFF\xFE", {1, 5}, 0, {}},
-      {"cut", "\xFF", {0, 1, 5}, 0, {}},
-      {"UTF-8", "\xEF\xBB\xBF\xFF", {0, 1, 5}, 1, {1}},
-      {"UTF-8, cut: possible UTF-8 all the same", "\xEF\xBB", {0, 1, 4}, 1, {1}},
+      {"little-endian", "\xFF\xFE", {0, 1, 5}, {0}},
+      {"big-endian", "\xFE\xFFx", {0, 1, 5}, {0}},
+      {"a UTF-32 mark is one of UTF-16", raw("\xFF\xFE\0\0"), {0}, {0}},
+      {"its row is off", "\xFF\xFE", {1, 5}, {}},
+      {"cut", "\xFF", {0, 1, 5}, {}},
+      {"UTF-8", "\xEF\xBB\xBF\xFF", {0, 1, 5}, {1}},
+      {"UTF-8, cut: possible UTF-8 all the same", "\xEF\xBB", {0, 1, 4}, {1}},
+      {"no mark, no legacy rows: plain ASCII is UTF-8", "plain", {0, 1}, {1}},
+      {"but UTF-16 comes first", raw("a\0\n\0"), {0, 1}, {0}},
+      {"and neither is nothing", "\xF0", {1}, {}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.why);
     enable(c.enabled);
-    EXPECT_EQ(sniff(c.text), c.result);
+    EXPECT_EQ(sniff(c.text), static_cast<std::int64_t>(c.marked.size()));
     EXPECT_EQ(marked(), c.marked);
   }
 }
@@ -101,18 +103,6 @@ TEST_F(SnifferTable, IsTestedForMarksEvenWhenNoRowCounts) {
   JVNumberOfSniffers = 0;
   EXPECT_EQ(sniff("\xEF\xBB\xBF"), 1);
   EXPECT_EQ(JVSniffers[1].matched, 1);
-}
-
-TEST_F(SnifferTable, WithoutLegacyRowsPrefersUTF16AndKnowsNoPlainASCII) {
-  enable({0, 1});
-  EXPECT_EQ(sniff("plain"), 1);
-  EXPECT_THAT(marked(), ElementsAre(1));
-  enable({0, 1});
-  EXPECT_EQ(sniff(raw("a\0\n\0")), 1);
-  EXPECT_THAT(marked(), ElementsAre(0));
-  enable({1});
-  EXPECT_EQ(sniff("\xF0"), 0);
-  EXPECT_THAT(marked(), IsEmpty());
 }
 
 TEST_F(SnifferTable, AsksThePlatformAboutEachNeighbourOnce) {
@@ -131,32 +121,31 @@ TEST_F(SnifferTable, ChoosesTheErrorFreeAtTheTop) {
     const char* why;
     std::vector<FakeTextSniffer::Answer> answers;  // best first
     std::string_view text;
-    std::int64_t unchecked;
-    std::int64_t checked;
-    std::vector<std::size_t> marked;  // when checked
+    std::int64_t result;
+    std::vector<std::size_t> marked;  // when line breaks are checked
   };
   const Case cases[] = {
-      {"the best alone", {{0x0920, 0, 9}, {0x0820, 0, 8}}, "\x80\n", 1, 1, {5}},
-      {"ties together", {{0x0920, 0, 9}, {0x0820, 0, 9}}, "\x80\n", 2, 2, {4, 5}},
-      {"two rows for one encoding", {{0x0001, 0, 1}}, "\x80", 1, 1, {2}},
-      {"CR keeps Mac", {{0x0001, 0, 1}}, "\x80\r", 1, 1, {2}},
-      {"CRLF keeps DOS", {{0x0001, 0, 1}}, "\x80\r\n", 1, 1, {3}},
-      {"LF keeps Mac", {{0x0001, 0, 1}}, "\x80\n", 1, 1, {2}},
-      {"CR removes no LF row", {{0x0920, 0, 1}}, "\x80\r", 1, 1, {5}},
-      {"errors, but UTF-8", {{0x0920, 1, 9}, {0x0001, 2, 0}}, "\xC3\x80", 1, 1, {1}},
-      {"errors, but UTF-16", {{0x0920, 1, 9}}, raw("\xF0\0\n"), 1, 1, {0}},
-      {"UTF-8 comes before UTF-16", {{0x0920, 1, 9}}, raw("\xC3\x80\0\n"), 1, 1, {1}},
-      {"UTF-8 that fits a candidate is the candidate's", {{0x0920, 0, 1}}, "\xC3\x80", 1, 1, {5}},
-      {"errors, and nothing else", {{0x0920, 1, 9}}, "\xF0\x80", 0, 0, {}},
-      {"plain ASCII, whatever the platform says", {{0x0920, 0, 9}}, "plain", 9999, 9999, {}},
+      {"the best alone", {{0x0920, 0, 9}, {0x0820, 0, 8}}, "\x80\n", 1, {5}},
+      {"ties together", {{0x0920, 0, 9}, {0x0820, 0, 9}}, "\x80\n", 2, {4, 5}},
+      {"two rows for one encoding", {{0x0001, 0, 1}}, "\x80", 1, {2}},
+      {"CR keeps Mac", {{0x0001, 0, 1}}, "\x80\r", 1, {2}},
+      {"CRLF keeps DOS", {{0x0001, 0, 1}}, "\x80\r\n", 1, {3}},
+      {"LF keeps Mac", {{0x0001, 0, 1}}, "\x80\n", 1, {2}},
+      {"CR removes no LF row", {{0x0920, 0, 1}}, "\x80\r", 1, {5}},
+      {"errors, but UTF-8", {{0x0920, 1, 9}, {0x0001, 2, 0}}, "\xC3\x80", 1, {1}},
+      {"errors, but UTF-16", {{0x0920, 1, 9}}, raw("\xF0\0\n"), 1, {0}},
+      {"UTF-8 comes before UTF-16", {{0x0920, 1, 9}}, raw("\xC3\x80\0\n"), 1, {1}},
+      {"UTF-8 that fits a candidate is the candidate's", {{0x0920, 0, 1}}, "\xC3\x80", 1, {5}},
+      {"errors, and nothing else", {{0x0920, 1, 9}}, "\xF0\x80", 0, {}},
+      {"plain ASCII, whatever the platform says", {{0x0920, 0, 9}}, "plain", 9999, {}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.why);
     const FakeTextSniffer::Installed fake(c.answers);
-    enable({0, 1, 2, 3, 4, 5});
-    EXPECT_EQ(sniff(c.text, false), c.unchecked);
-    enable({0, 1, 2, 3, 4, 5});
-    EXPECT_EQ(sniff(c.text, true), c.checked);
+    for (const bool checkLineBreaks : {false, true}) {
+      enable({0, 1, 2, 3, 4, 5});
+      EXPECT_EQ(sniff(c.text, checkLineBreaks), c.result);
+    }
     EXPECT_EQ(marked(), c.marked);
   }
 }

@@ -19,6 +19,7 @@ class PageException : public NSExceptionSubclass<PageException, DocumentExceptio
   using NSExceptionSubclass::NSExceptionSubclass;
 };
 
+static_assert(std::is_base_of_v<std::exception, NSException>);
 static_assert(std::is_nothrow_copy_constructible_v<NSException>);
 
 // What @p raise throws, if its class is exactly @p Exception.
@@ -32,36 +33,27 @@ std::optional<Exception> thrownBy(void (*raise)()) {
   return std::nullopt;
 }
 
-TEST(NSException, BadInitializerNamesTheClass) {
-  const auto e = thrownBy<NSException>([] { NSException::raiseBadInitializerForClass("JVDispatch"); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->name(), "JVBadInitializerException");
-  EXPECT_EQ(e->reason(),
+TEST(NSException, NamesClassAndSelector) {
+  const auto initializer = thrownBy<NSException>([] { NSException::raiseBadInitializerForClass("JVDispatch"); });
+  ASSERT_TRUE(initializer);
+  EXPECT_EQ(initializer->name(), "JVBadInitializerException");
+  EXPECT_EQ(initializer->reason(),
             "Instances of class \"JVDispatch\" can only be initialized with class designated initializer.");
-  EXPECT_STREQ(e->what(), e->reason().c_str());
-}
+  EXPECT_STREQ(initializer->what(), initializer->reason().c_str());
 
-TEST(NSException, MissingImplementationNamesTheClassFirst) {
-  const auto e = thrownBy<NSException>(
+  const auto selector = thrownBy<NSException>(
       [] { NSException::raiseMissingImplementationOfSelectorForClass("run:with%@:", "My%sClass%n"); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->name(), "JVSelectorImplementationMissingForSubclass");
-  EXPECT_EQ(e->reason(),
+  ASSERT_TRUE(selector);
+  EXPECT_EQ(selector->name(), "JVSelectorImplementationMissingForSubclass");
+  EXPECT_EQ(selector->reason(),
             "Subclass \"My%sClass%n\" doesn't implement required selector \"run:with%@:\" of its superclass.");
 }
-
-TEST(NSException, IsAStandardException) { EXPECT_THROW(NSException::raiseBadInitializerForClass("C"), std::exception); }
 
 TEST(NSException, SubclassesRaiseThemselves) {
   const auto document = thrownBy<DocumentException>([] { DocumentException::raiseBadInitializerForClass("C"); });
   ASSERT_TRUE(document);
   EXPECT_EQ(document->name(), "JVBadInitializerException");
-  EXPECT_EQ(document->reason(), "Instances of class \"C\" can only be initialized with class designated initializer.");
-
-  const auto page =
-      thrownBy<PageException>([] { PageException::raiseMissingImplementationOfSelectorForClass("s", "C"); });
-  ASSERT_TRUE(page);
-  EXPECT_EQ(page->reason(), "Subclass \"C\" doesn't implement required selector \"s\" of its superclass.");
+  EXPECT_TRUE(thrownBy<PageException>([] { PageException::raiseMissingImplementationOfSelectorForClass("s", "C"); }));
   EXPECT_THROW(PageException::raiseBadInitializerForClass("C"), DocumentException);
 }
 

@@ -55,25 +55,31 @@ TEST(NSNotificationCenter, TellsInOrderOnTheThreadThatPosts) {
     log += 'b';
     toldOn = std::this_thread::get_id();
   });
-  std::thread poster([&] { center.post("n"); });
-  const auto posterID = poster.get_id();
-  poster.join();
+  std::thread::id postedOn;
+  std::thread([&] {
+    postedOn = std::this_thread::get_id();
+    center.post("n");
+  }).join();
   EXPECT_EQ(log, "ab");
-  EXPECT_EQ(toldOn, posterID);
+  EXPECT_EQ(toldOn, postedOn);
 }
 
 // The first of three observers does something to the list while it is told.
 TEST(NSNotificationCenter, LetsObserversChangeTheListWhileTheyAreTold) {
   struct Setting {
     NSNotificationCenter center;
-    Token tokens[3];
-    std::vector<Token> more;
+    std::vector<Token> tokens;
     std::string log;
-    void observe(std::size_t which, char letter, std::function<void()> action) {
-      tokens[which] = center.addObserver("n", nullptr, [this, letter, action](const NSNotification&) {
+    void observe(char letter, std::function<void()> action) {
+      tokens.push_back(center.addObserver("n", nullptr, [this, letter, action](const NSNotification&) {
         log += letter;
         action();
-      });
+      }));
+    }
+    std::string logOfPost() {
+      log.clear();
+      center.post("n");
+      return log;
     }
   };
   const struct {
@@ -84,16 +90,10 @@ TEST(NSNotificationCenter, LetsObserversChangeTheListWhileTheyAreTold) {
   } cases[] = {
       {"removes itself", [](Setting& s) { s.tokens[0] = Token(); }, "abc", "bc"},
       {"removes one before its turn", [](Setting& s) { s.tokens[1] = Token(); }, "ac", "ac"},
-      {"removes all",
-       [](Setting& s) {
-         for (Token& token : s.tokens) token = Token();
-       },
-       "a", ""},
+      {"removes all", [](Setting& s) { s.tokens.clear(); }, "a", ""},
       {"adds one, which is told from the next time on",
        [](Setting& s) {
-         if (s.more.empty()) {
-           s.more.push_back(s.center.addObserver("n", nullptr, [&s](const NSNotification&) { s.log += 'd'; }));
-         }
+         if (s.tokens.size() == 3) s.observe('d', [] {});
        },
        "abc", "abcd"},
       {"posts another",
@@ -106,14 +106,11 @@ TEST(NSNotificationCenter, LetsObserversChangeTheListWhileTheyAreTold) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
     Setting setting;
-    setting.observe(0, 'a', [&] { c.action(setting); });
-    setting.observe(1, 'b', [] {});
-    setting.observe(2, 'c', [] {});
-    setting.center.post("n");
-    EXPECT_EQ(setting.log, c.first);
-    setting.log.clear();
-    setting.center.post("n");
-    EXPECT_EQ(setting.log, c.second);
+    setting.observe('a', [&] { c.action(setting); });
+    setting.observe('b', [] {});
+    setting.observe('c', [] {});
+    EXPECT_EQ(setting.logOfPost(), c.first);
+    EXPECT_EQ(setting.logOfPost(), c.second);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <clocale>
 #include <concepts>
 #include <cstdlib>
+#include <functional>
 #include <limits>
 #include <locale>
 #include <set>
@@ -103,23 +104,21 @@ TEST(NSNumberDeathTest, FirstUniqueNumberOfAProcessIsOne) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process of its own, in which no other test has run
   EXPECT_EXIT(
       {
-        const bool good = NSNumber::uniqueNumber() == NSNumber(std::uint64_t{1}) &&
-                          NSNumber::uniqueNumber() == NSNumber(std::uint64_t{2});
-        std::_Exit(good ? 0 : 1);
+        const NSNumber first = NSNumber::uniqueNumber();
+        const NSNumber second = NSNumber::uniqueNumber();
+        std::_Exit(first == NSNumber(std::uint64_t{1}) && second == NSNumber(std::uint64_t{2}) ? 0 : 1);
       },
       testing::ExitedWithCode(0), "");
 }
 
 TEST(NSNumber, UniqueNumbersDifferAcrossThreads) {
-  std::vector<std::vector<std::uint64_t>> drawn(2);
-  {
-    std::vector<std::jthread> threads;
-    for (auto& mine : drawn) {
-      threads.emplace_back([&mine] {
-        for (int i = 0; i < 1000; ++i) mine.push_back(NSNumber::uniqueNumber().unsignedLongLongValue());
-      });
-    }
-  }
+  std::vector<std::uint64_t> drawn[2];
+  const auto draw = [](std::vector<std::uint64_t>& numbers) {
+    for (int i = 0; i < 1000; ++i) numbers.push_back(NSNumber::uniqueNumber().unsignedLongLongValue());
+  };
+  std::thread other(draw, std::ref(drawn[1]));
+  draw(drawn[0]);
+  other.join();
   std::set<std::uint64_t> all(drawn[0].begin(), drawn[0].end());
   all.insert(drawn[1].begin(), drawn[1].end());
   EXPECT_EQ(all.size(), 2000U);

@@ -19,6 +19,10 @@ TEST(Value, AnswersOnlyForItsOwnKind) {
   };
   const Case cases[] = {
       {7, Value::Kind::number},
+      {true, Value::Kind::number},
+      {std::int64_t{7}, Value::Kind::number},
+      {std::uint64_t{7}, Value::Kind::number},
+      {7.0, Value::Kind::number},
       {"text", Value::Kind::text},
       {""sv, Value::Kind::text},
       {Value::Data{1, 2}, Value::Kind::data},
@@ -35,14 +39,6 @@ TEST(Value, AnswersOnlyForItsOwnKind) {
     EXPECT_EQ(c.value.dictionary() != nullptr, c.kind == Value::Kind::dictionary);
     EXPECT_EQ(c.value.find("key"), nullptr);
     for (const Case& other : cases) EXPECT_EQ(c.value == other.value, &c == &other);
-  }
-}
-
-TEST(Value, KeepsTheKindOfNumbers) {
-  const Value values[] = {true, std::int32_t{1}, std::int64_t{1}, std::uint64_t{1}, 1.0};
-  for (std::size_t i = 0; i < std::size(values); ++i) {
-    ASSERT_NE(values[i].number(), nullptr);
-    EXPECT_EQ(values[i].number()->kind(), static_cast<NSNumber::Kind>(i));
   }
 }
 
@@ -75,9 +71,9 @@ TEST(Value, CopiesShareTheirContents) {
 TEST(Dictionary, KeepsTheOrderOfInsertion) {
   Dictionary built;
   built.set("z", 1).set("a", 2).set("m", 3).set("z", 4);
-  std::vector<std::string> keys;
-  for (const auto& [key, value] : built) keys.push_back(key);
-  EXPECT_EQ(keys, (std::vector<std::string>{"z", "a", "m"}));
+  std::string keys;
+  for (const auto& [key, value] : built) keys += key;
+  EXPECT_EQ(keys, "zam");
   EXPECT_EQ(*built.find("z"), Value(4));
   EXPECT_EQ(built, (Dictionary{{"m", 3}, {"a", 2}, {"z", 1}, {"z", 4}})) << "the order is no part of equality";
   EXPECT_NE(built, (Dictionary{{"m", 3}, {"a", 2}, {"y", 4}}));

@@ -75,13 +75,9 @@ class ScriptedService {
   void answerProperties(sd_bus_message* call) const {
     const std::string path = sd_bus_message_get_path(call);
     const std::string number = path.substr(path.rfind('/') + 1);
-    sd_bus_message* reply = nullptr;
-    sd_bus_message_new_method_return(call, &reply);
-    sd_bus_message_append(reply, "a{sv}", 4, "Locked", "b", 0, "Attributes", "a{ss}", 5, "xdg:schema",
-                          "org.gnome.keyring.NetworkPassword", "server", "h", "user", "u", "service", "s", "username",
-                          number.c_str(), "Label", "s", "label", "Created", "t", std::uint64_t{7});
-    sd_bus_send(nullptr, reply, nullptr);
-    sd_bus_message_unref(reply);
+    sd_bus_reply_method_return(call, "a{sv}", 4, "Locked", "b", 0, "Attributes", "a{ss}", 5, "xdg:schema",
+                               "org.gnome.keyring.NetworkPassword", "server", "h", "user", "u", "service", "s",
+                               "username", number.c_str(), "Label", "s", "label", "Created", "t", std::uint64_t{7});
   }
 
  private:
@@ -116,37 +112,42 @@ class ScriptedService {
     }
   }
 
-  void answerPaths(sd_bus_message* call) const {
+  template <class Fill>
+  static void answer(sd_bus_message* call, Fill fill) {
     sd_bus_message* reply = nullptr;
     sd_bus_message_new_method_return(call, &reply);
-    sd_bus_message_open_container(reply, 'a', "o");
-    for (int at = 0; at < items; ++at) sd_bus_message_append(reply, "o", ("/item/" + std::to_string(at)).c_str());
-    sd_bus_message_close_container(reply);
-    sd_bus_message_append(reply, "ao", 0);
+    fill(reply);
     sd_bus_send(nullptr, reply, nullptr);
     sd_bus_message_unref(reply);
   }
 
+  void answerPaths(sd_bus_message* call) const {
+    answer(call, [this](sd_bus_message* reply) {
+      sd_bus_message_open_container(reply, 'a', "o");
+      for (int at = 0; at < items; ++at) sd_bus_message_append(reply, "o", ("/item/" + std::to_string(at)).c_str());
+      sd_bus_message_close_container(reply);
+      sd_bus_message_append(reply, "ao", 0);
+    });
+  }
+
   static void answerSecrets(sd_bus_message* call) {
-    sd_bus_message* reply = nullptr;
-    sd_bus_message_new_method_return(call, &reply);
     sd_bus_message_enter_container(call, 'a', "o");
-    sd_bus_message_open_container(reply, 'a', "{o(oayays)}");
-    const char* path = nullptr;
-    while (sd_bus_message_read(call, "o", &path) > 0) {
-      const std::string number = std::string(path).substr(std::string(path).rfind('/') + 1);
-      sd_bus_message_open_container(reply, 'e', "o(oayays)");
-      sd_bus_message_append(reply, "o", path);
-      sd_bus_message_open_container(reply, 'r', "oayays");
-      sd_bus_message_append(reply, "oay", "/session", 0);
-      sd_bus_message_append_array(reply, 'y', number.data(), number.size());
-      sd_bus_message_append(reply, "s", "text/plain");
+    answer(call, [call](sd_bus_message* reply) {
+      sd_bus_message_open_container(reply, 'a', "{o(oayays)}");
+      const char* path = nullptr;
+      while (sd_bus_message_read(call, "o", &path) > 0) {
+        const std::string number = std::string(path).substr(std::string(path).rfind('/') + 1);
+        sd_bus_message_open_container(reply, 'e', "o(oayays)");
+        sd_bus_message_append(reply, "o", path);
+        sd_bus_message_open_container(reply, 'r', "oayays");
+        sd_bus_message_append(reply, "oay", "/session", 0);
+        sd_bus_message_append_array(reply, 'y', number.data(), number.size());
+        sd_bus_message_append(reply, "s", "text/plain");
+        sd_bus_message_close_container(reply);
+        sd_bus_message_close_container(reply);
+      }
       sd_bus_message_close_container(reply);
-      sd_bus_message_close_container(reply);
-    }
-    sd_bus_message_close_container(reply);
-    sd_bus_send(nullptr, reply, nullptr);
-    sd_bus_message_unref(reply);
+    });
   }
 
   void run() {
