@@ -11,7 +11,6 @@
 #include <functional>
 #include <memory>
 #include <stdexcept>
-#include <string>
 #include <thread>
 #include <vector>
 

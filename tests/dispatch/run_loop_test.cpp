@@ -4,7 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>

@@ -5,9 +5,7 @@
 #include <JorvaneFoundation/platform/TextSniffer.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <initializer_list>
 #include <iterator>

@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "fakes/FakeKeychain.h"
@@ -74,6 +75,33 @@ inline void expectNamesThatAreNoTextToBelongToTheirOwnItems() {
     EXPECT_EQ(JVKeychain::passwordForHost("\xFF", "u", JVKeychainProtocolAny), password);
   }
   EXPECT_EQ(JVKeychain::passwordForHost("h", "", JVKeychainProtocolAny), "h's");
+}
+
+/// Has another thread delete an item that this one has listed and holds on to.
+inline void expectADeletedItemNotToBeFound() {
+  using namespace JVPlatform;
+  for (const char* account : {"a", "b"}) EXPECT_EQ(saveGeneric(account, "s", account), 0);
+  const auto keychain = JVPlatform::keychain();
+  const auto find = [&](SecKeychainItemRef* item) {
+    return keychain->SecKeychainFindGenericPassword(1, "s", 1, "a", nullptr, nullptr, item);
+  };
+  const JVFoundation::Value* listed = nullptr;
+  SecKeychainItemRef kept = nullptr, item = nullptr;
+  EXPECT_EQ(keychain->SecItemCopyMatching({{"class", "genp"}, {"svce", "s"}}, &listed), 0);
+  EXPECT_EQ(find(&kept), 0);
+  std::thread([&] {
+    EXPECT_EQ(find(&item), 0);
+    EXPECT_EQ(keychain->SecKeychainItemDelete(item), 0);
+    keychain->CFRelease(item);
+  }).join();
+  void* data = nullptr;
+  std::uint32_t length = 0;
+  EXPECT_EQ(keychain->SecKeychainFindGenericPassword(1, "s", 1, "a", &length, &data, nullptr), errSecItemNotFound);
+  EXPECT_EQ(keychain->SecKeychainItemModifyAttributesAndData(kept, {}, 1, "x"), errSecItemNotFound);
+  EXPECT_EQ(keychain->SecKeychainItemDelete(kept), errSecItemNotFound);
+  keychain->CFRelease(kept);
+  keychain->CFRelease(listed);
+  EXPECT_EQ(readAll("s"), std::vector<std::string>{"b=b"});
 }
 
 MATCHER_P2(IsStatus, description, status, "") {

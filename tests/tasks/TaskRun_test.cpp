@@ -1,7 +1,6 @@
 #include "tasks/TaskRun.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <stdexcept>
 

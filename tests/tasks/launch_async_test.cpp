@@ -1,9 +1,7 @@
 #include <JorvaneFoundation/tasks/NSTask.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <fstream>
@@ -11,7 +9,6 @@
 #include <memory>
 #include <thread>
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
