@@ -13,7 +13,6 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -350,18 +349,14 @@ int drainWithoutDescriptors() {
   post([&] { ++ran; });
   const int free = dup(0);
   close(free);
-  rlimit before{};
-  getrlimit(RLIMIT_NOFILE, &before);
   for (const rlim_t room : {0U, 1U, 2U}) {
-    const rlimit tight{static_cast<rlim_t>(free) + room, before.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &tight);
     try {
+      const jvtest::DescriptorLimit tight(static_cast<rlim_t>(free) + room);
       loop().drain();
       return 1;
     } catch (const std::system_error& error) {
       if (error.code() != std::errc::too_many_files_open) return 2;
     }
-    setrlimit(RLIMIT_NOFILE, &before);
     if (dup(0) != free) return 3;  // something leaked
     close(free);
   }

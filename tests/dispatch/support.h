@@ -13,6 +13,7 @@
 #include <thread>
 
 #include <poll.h>
+#include <sys/resource.h>
 
 namespace jvtest {
 
@@ -87,5 +88,21 @@ inline int poolThreads() {
   }
   return count;
 }
+
+/// The soft limit of descriptors, for the time of a scope.
+class DescriptorLimit {
+ public:
+  explicit DescriptorLimit(rlim_t limit) {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const rlimit tight{limit, before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &tight);
+  }
+  DescriptorLimit(const DescriptorLimit&) = delete;
+  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+  ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+ private:
+  rlimit before_;
+};
 
 }  // namespace jvtest

@@ -63,10 +63,7 @@ class Vault : public testing::Test {
     std::ifstream file(path(), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
   }
-  void write(std::string_view bytes) const {
-    std::ofstream(path(), std::ios::binary | std::ios::trunc)
-        .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  }
+  void write(std::string_view bytes) const { folder.write("own/vault", bytes); }
 
   jv::test::TemporaryFolder folder;
   Error error;

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -13,7 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include "dispatch/support.h"
@@ -59,20 +57,5 @@ inline bool hasChildren() {
   siginfo_t info;
   return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
 }
-
-/// The soft limit of descriptors, for the time of a scope.
-class DescriptorLimit {
- public:
-  explicit DescriptorLimit(rlim_t limit) {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    setrlimit(RLIMIT_NOFILE, std::array{rlimit{limit, before_.rlim_max}}.data());
-  }
-  DescriptorLimit(const DescriptorLimit&) = delete;
-  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
-  ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
-
- private:
-  rlimit before_;
-};
 
 }  // namespace jvtest
