@@ -22,52 +22,34 @@ Vector load(const std::uint8_t* bytes) {
 
 Vector all(std::uint8_t byte) { return Vector{} + static_cast<std::int8_t>(byte); }
 
+#if defined(__SSE2__)
 /// The top bits of the bytes as a word, the first byte's lowest.
+std::uint32_t topBits(Vector vector) {
 #if JV_VECTOR_BYTES == 32
-std::uint32_t topBits(Vector vector) {
   return static_cast<std::uint32_t>(_mm256_movemask_epi8(reinterpret_cast<__m256i>(vector)));
-}
-#elif defined(__SSE2__)
-std::uint32_t topBits(Vector vector) {
-  return static_cast<std::uint32_t>(_mm_movemask_epi8(reinterpret_cast<__m128i>(vector)));
-}
 #else
-#define JV_NO_TOP_BITS
+  return static_cast<std::uint32_t>(_mm_movemask_epi8(reinterpret_cast<__m128i>(vector)));
 #endif
+}
 
 /// Whether the top bit of any byte is set.
-bool anyTopBit(Vector vector) {
-#ifndef JV_NO_TOP_BITS
-  return topBits(vector) != 0;
+bool anyTopBit(Vector vector) { return topBits(vector) != 0; }
 #else
+std::uint32_t topBits(Vector vector) {
+  std::uint32_t bits = 0;
+  for (std::size_t place = 0; place < kWidth; ++place) bits |= static_cast<std::uint32_t>(vector[place] < 0) << place;
+  return bits;
+}
+
+// There is no instruction for the word, and mostly it is not needed.
+bool anyTopBit(Vector vector) {
   std::uint64_t words[kWidth / 8];
   std::memcpy(words, &vector, kWidth);
   std::uint64_t together = 0;
   for (const std::uint64_t word : words) together |= word;
   return (together & 0x8080808080808080) != 0;
-#endif
 }
-
-unsigned countTopBits(Vector vector) {
-#ifndef JV_NO_TOP_BITS
-  return static_cast<unsigned>(std::popcount(topBits(vector)));
-#else
-  unsigned count = 0;
-  for (std::size_t place = 0; place < kWidth; ++place) count += vector[place] < 0;
-  return count;
 #endif
-}
-
-/// The place of the first byte whose top bit is set, of which there is one.
-std::size_t firstTopBit(Vector vector) {
-#ifndef JV_NO_TOP_BITS
-  return static_cast<std::size_t>(std::countr_zero(topBits(vector)));
-#else
-  std::size_t place = 0;
-  while (vector[place] >= 0) ++place;
-  return place;
-#endif
-}
 
 // Each of these has the top bit of the bytes in question set, and says nothing with the other bits.
 Vector highASCII(Vector text) { return text | (text == all(0x1B)); }
@@ -98,7 +80,7 @@ Place find(reference::Bytes text, std::size_t from) {
   std::size_t at = from;
   for (; text.size() - at >= kWidth; at += kWidth) {
     const Vector found = marks(load(text.data() + at));
-    if (anyTopBit(found)) return {at + firstTopBit(found), true};
+    if (anyTopBit(found)) return {at + static_cast<std::size_t>(std::countr_zero(topBits(found))), true};
   }
   return {at, false};
 }
@@ -137,7 +119,7 @@ LineFeeds countLineFeeds(reference::Bytes text, unsigned enough) {
   while (text.size() - counted.end >= kWidth && counted.count < enough) {
     const Vector here = load(text.data() + counted.end);
     if (anyTopBit(carriageReturn(here))) break;
-    counted.count += countTopBits(lineFeed(here));
+    counted.count += static_cast<unsigned>(std::popcount(topBits(lineFeed(here))));
     counted.end += kWidth;
   }
   return counted;

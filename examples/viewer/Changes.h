@@ -7,8 +7,8 @@
 #include <functional>
 #include <vector>
 
-/// Says, on the main thread and in words for people, when the computer gets another name or address, and when the user
-/// comes back to this session.
+/// Says, on the main thread and in words for people, when the computer gets another name or address, and when the user's
+/// login session becomes the active one again.
 class Changes {
  public:
   explicit Changes(std::function<void(const QString&)> say);

@@ -74,7 +74,7 @@ class KernelStream final : public JVPlatform::FSEventStream {
   }
 
   [[nodiscard]] std::optional<std::string> problem() const override {
-    if (isForkedChild()) return "Nothing is watched in a process that was forked: the watch is its parent's.";
+    if (isForkedChild()) return "Nothing is watched: this process was forked, and runs no program of its own.";
     return textOf(stream_->trouble);
   }
 

@@ -27,8 +27,11 @@ namespace jvtest {
 template <class Condition>
 bool eventually(Condition holds) {
   const auto end = std::chrono::steady_clock::now() + kBound;
-  while (!holds() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
-  return holds();
+  while (!holds()) {
+    if (std::chrono::steady_clock::now() >= end) return false;
+    std::this_thread::yield();
+  }
+  return true;
 }
 
 /// A signal from one thread to another.
