@@ -15,7 +15,7 @@ import xml.etree.ElementTree
 
 from support import output_of, report
 
-HOW = "python3 tests/package/abi.py build/release/tests/package/installed/include g++ {} >tests/package/abi.txt"
+HOW = "python3 tests/package/abi.py build/release/tests/package/installed/include g++ {} >abi/types.txt"
 PROBE = """
 #include <cstdio>
 #include <type_traits>

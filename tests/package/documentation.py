@@ -7,7 +7,6 @@ next, with at most one line in between, is what they print. Parts of programs ar
 They run with a screen, a password service and fonts, all private; the test is skipped where one cannot be had."""
 
 import concurrent.futures
-import contextlib
 import os
 import pathlib
 import re
@@ -21,30 +20,13 @@ from support import output_of, report
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
 import processes  # noqa: E402
 import with_fonts  # noqa: E402
+from desktop import password_service  # noqa: E402
 from x_server import XServer  # noqa: E402
 
 SKIPPED = 77
 BLOCK = re.compile(r"^```(cpp|sh)\n(.*?)^```\n(?:\n(?:[^`\n][^\n]*\n\n)?```text\n(.*?)^```$)?", re.S | re.M)
 ENDLESS = "jv watch"
 SHIFT_JIS = "日本語の手紙です。\r\n".encode("shift_jis")
-
-
-@contextlib.contextmanager
-def password_service():
-    """Its environment. The service and its bus end with the `with`."""
-    starter = ["/usr/bin/python3", "-B", pathlib.Path(with_fonts.__file__).with_name("password_service.py")]
-    with subprocess.Popen(starter, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as service:
-        environment = {}
-        while (line := service.stdout.readline()) != "ready\n":
-            name, assigned, value = line.rstrip("\n").partition("=")
-            if not assigned:
-                raise processes.Missing(line)
-            environment[name] = value
-        print("start", file=service.stdin, flush=True)
-        if (answer := service.stdout.readline()) != "ok\n":
-            sys.exit(f"the password service: {answer}")
-        yield environment
-        service.stdin.close()
 
 
 def blocks(pages):

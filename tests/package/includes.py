@@ -66,26 +66,7 @@ def complaint(path, bracket, name, public):
     return None if room in allowed else f"{own} may not include {room}"
 
 
-def check_the_check():
-    public = {"foundation/Value.h", "tasks/NSTask.h", "encoding/detection.h"}
-    # What must be noticed; what may stand there is in the sources themselves.
-    for path, *lines in (
-        ("tasks/NSTask.h", "<unistd.h>", '"tasks/run.h"'),
-        ("tasks/run.cpp", '"run.h"', '"../tasks/run.h"', '"platform/linux/spawn.h"', "<JorvaneFoundation/tasks/run.h>",
-         "<JorvaneFoundation/encoding/detection.h>"),
-        ("foundation/Value.cpp", '"platform/Facility.h"'),
-        ("platform/modules/bus/bus.cpp", '"platform/modules/x11/x11.h"', '"platform/linux/spawn.h"'),
-        ("tools/jv/run.cpp", '"tasks/run.h"'),
-        ("examples/run.cpp", '"tools/jv/progress.h"'),
-    ):
-        for line in lines:
-            (bracket, name), = INCLUDE.findall(f"#include {line}")
-            if complaint(path, bracket, name, public) is None:
-                sys.exit(f"{path} including {line} goes unnoticed")
-
-
 root, public = pathlib.Path(sys.argv[1]), set(sys.argv[2:])
-check_the_check()
 failures, lines = [], 0
 for folder in (*(top for top in ROOMS if "/" not in top), *CLIENTS):
     for file in sorted((root / folder).rglob("*")):

@@ -5,7 +5,7 @@ import sys
 
 from support import output_of, report
 
-HEADER = "# Made by: python3 tests/package/symbols.py build/release/libJorvaneFoundation.so >tests/package/symbols.txt"
+HEADER = "# Made by: python3 tests/package/symbols.py build/release/libJorvaneFoundation.so >abi/symbols.txt"
 NODE = "@@JORVANEFOUNDATION_1"
 
 
