@@ -1,5 +1,5 @@
-"""headers.py INCLUDE C-HEADER…: every installed header compiles alone, without warnings, as C++20 and C++23, and those
-for C and the umbrella as C11, with each compiler that the machine has."""
+"""headers.py INCLUDE C-HEADER…: every installed header compiles alone and without warnings, as C++20 by g++ and as C++23
+by clang, and those for C and the umbrella as C11 by both, as far as the machine has them."""
 
 import concurrent.futures
 import os
@@ -11,10 +11,12 @@ import sys
 from support import report
 
 WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Wshadow", "-Werror"]
-LANGUAGES = {
-    "c++": (["g++", "clang++-19"], [["-std=c++20"], ["-std=c++23"]]),
-    "c": (["gcc", "clang-19"], [["-std=c11", "-pedantic-errors"]]),
-}
+COMPILERS = [
+    ("g++", "c++", ["-std=c++20"]),
+    ("clang++-19", "c++", ["-std=c++23"]),
+    ("gcc", "c", ["-std=c11", "-pedantic-errors"]),
+    ("clang-19", "c", ["-std=c11", "-pedantic-errors"]),
+]
 
 include = pathlib.Path(sys.argv[1])
 top = include / "JorvaneFoundation"
@@ -36,10 +38,8 @@ def compile_alone(job):
 
 jobs = [
     (compiler, language, options, header)
-    for language, (compilers, variants) in LANGUAGES.items()
-    for compiler in compilers
+    for compiler, language, options in COMPILERS
     if shutil.which(compiler)
-    for options in variants
     for header in headers[language]
 ]
 if umbrella not in headers["c++"] or not jobs:

@@ -16,6 +16,6 @@ sizes = {name: int(size, 16) for name, size in re.findall(r"\] (\.\w+) +\w+ +\w+
 failures = [f"section {name} has {sizes.get(name)} bytes, not {POINTER}"
             for name in sorted(OF_THE_COMPILER) if sizes.get(name) != POINTER]
 failures += [f"section {name}" for name in (".preinit_array", ".ctors", ".dtors") if name in sizes]
-relocations = output_of("readelf", "--relocs", "--wide", library)
-failures += [f"picks at load time: {line}" for line in relocations.splitlines() if "IRELATIV" in line]
+picked = output_of("readelf", "--relocs", "--symbols", "--wide", library)
+failures += [f"picks at load time: {line}" for line in picked.splitlines() if re.search(r"IRELATIV|\bIFUNC\b", line)]
 report(failures)
