@@ -8,22 +8,20 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <fstream>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include <string.h>
 
 namespace jvtest {
 
 // Sanitizers keep what was freed, and have memory that must not be read.
-#if defined(__has_feature)
-#define JV_HAS_FEATURE(name) __has_feature(name)
-#else
-#define JV_HAS_FEATURE(name) 0
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || JV_HAS_FEATURE(address_sanitizer) || \
-    JV_HAS_FEATURE(thread_sanitizer)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool kCanScanMemory = false;
+#elif defined(__has_feature)
+inline constexpr bool kCanScanMemory = !__has_feature(address_sanitizer) && !__has_feature(thread_sanitizer);
 #else
 inline constexpr bool kCanScanMemory = true;
 #endif
@@ -45,41 +43,32 @@ class HiddenSecret {
 
   /// How often the memory that can be written to holds it, but for its first bytes, which freeing overwrites anyway.
   [[nodiscard]] int copies() const {
+    constexpr std::size_t kFreed = 16;  // bytes that the allocator uses
+    const std::size_t begin = size_ > 2 * kFreed ? kFreed : size_ / 5;
     int found = 0;
-    std::FILE* const maps = std::fopen("/proc/self/maps", "re");
-    char line[512];
-    while (std::fgets(line, sizeof line, maps) != nullptr) {
-      std::uintptr_t begin = 0, end = 0;
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+      std::uintptr_t first = 0, last = 0;
       char mode[5] = {};
-      if (std::sscanf(line, "%lx-%lx %4s", &begin, &end, mode) != 3 || mode[0] != 'r' || mode[1] != 'w') continue;
-      found += copiesIn(reinterpret_cast<const volatile char*>(begin), end - begin);
+      std::sscanf(line.c_str(), "%lx-%lx %4s", &first, &last, mode);
+      if (!std::string_view(mode).starts_with("rw")) continue;
+      for (const auto* at = reinterpret_cast<const volatile char*>(first);
+           at + size_ - begin <= reinterpret_cast<const volatile char*>(last); ++at) {
+        std::size_t same = begin;
+        while (same < size_ && at[same - begin] == byteAt(same)) ++same;
+        if (same == size_) ++found;
+      }
     }
-    std::fclose(maps);
     return found;
   }
 
  private:
-  static constexpr std::size_t kFreed = 16;  // bytes that the allocator uses
-
   // Nothing here may bring the compiler to keep the secret as a constant.
   static char byteAt(std::size_t at) {
     static volatile std::uint32_t seed = 12345;
     std::uint32_t value = seed + static_cast<std::uint32_t>(at) * 2654435761U;
     value ^= value >> 15;
     return static_cast<char>('a' + value % 26);
-  }
-
-  [[nodiscard]] int copiesIn(const volatile char* memory, std::size_t size) const {
-    const std::size_t begin = size_ > 2 * kFreed ? kFreed : size_ / 5, length = size_ - begin;
-    int found = 0;
-    const char first = byteAt(begin);
-    for (std::size_t at = 0; at + length <= size; ++at) {
-      if (memory[at] != first) continue;
-      std::size_t same = 1;
-      while (same < length && memory[at + same] == byteAt(begin + same)) ++same;
-      if (same == length) ++found;
-    }
-    return found;
   }
 
   const std::size_t size_;

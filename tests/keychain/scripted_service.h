@@ -1,4 +1,5 @@
-/// A password service that does what a test says, and writes down what it is asked.
+/// A password service with two items, with their numbers as account and password, that does what a test says, and
+/// writes down what it is asked.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -20,8 +21,6 @@ class ScriptedService {
   /// Takes a call; false leaves it to the service's usual answer.
   using Handler = std::function<bool(sd_bus_message*)>;
 
-  /// Items that it has: /item/0 and so on, each with its number as account and password.
-  int items = 1;
   std::map<std::string, Handler> handlers;  ///< by the name of the method; set before `start`
 
   /// Owns the service's name from now on, or as soon as its owner goes away.
@@ -71,14 +70,6 @@ class ScriptedService {
     return true;
   }
 
-  void answerProperties(sd_bus_message* call) const {
-    const std::string path = sd_bus_message_get_path(call);
-    const std::string number = path.substr(path.rfind('/') + 1);
-    sd_bus_reply_method_return(call, "a{sv}", 4, "Locked", "b", 0, "Attributes", "a{ss}", 5, "xdg:schema",
-                               "org.gnome.keyring.NetworkPassword", "server", "h", "user", "u", "service", "s",
-                               "username", number.c_str(), "Label", "s", "label", "Created", "t", std::uint64_t{7});
-  }
-
  private:
   static int onMessage(sd_bus_message* message, void* self, sd_bus_error*) {
     std::uint8_t type = 0;
@@ -99,9 +90,12 @@ class ScriptedService {
     if (name == "OpenSession") {
       sd_bus_reply_method_return(call, "vo", "s", "", "/session");
     } else if (name == "GetAll") {
-      answerProperties(call);
+      sd_bus_reply_method_return(call, "a{sv}", 4, "Locked", "b", 0, "Attributes", "a{ss}", 5, "xdg:schema",
+                                 "org.gnome.keyring.NetworkPassword", "server", "h", "user", "u", "service", "s",
+                                 "username", sd_bus_message_get_path(call) + 6, "Label", "s", "label", "Created", "t",
+                                 std::uint64_t{7});
     } else if (name == "SearchItems") {
-      answerPaths(call);
+      sd_bus_reply_method_return(call, "aoao", 2, "/item/0", "/item/1", 0);
     } else if (name == "GetSecrets") {
       answerSecrets(call);
     } else if (name == "CreateItem") {
@@ -111,42 +105,17 @@ class ScriptedService {
     }
   }
 
-  template <class Fill>
-  static void answer(sd_bus_message* call, Fill fill) {
+  static void answerSecrets(sd_bus_message* call) {
     sd_bus_message* reply = nullptr;
     sd_bus_message_new_method_return(call, &reply);
-    fill(reply);
+    sd_bus_message_enter_container(call, 'a', "o");
+    sd_bus_message_open_container(reply, 'a', "{o(oayays)}");
+    for (const char* path = nullptr; sd_bus_message_read(call, "o", &path) > 0;) {
+      sd_bus_message_append(reply, "{o(oayays)}", path, "/session", 0, 1, path[6], "text/plain");
+    }
+    sd_bus_message_close_container(reply);
     sd_bus_send(nullptr, reply, nullptr);
     sd_bus_message_unref(reply);
-  }
-
-  void answerPaths(sd_bus_message* call) const {
-    answer(call, [this](sd_bus_message* reply) {
-      sd_bus_message_open_container(reply, 'a', "o");
-      for (int at = 0; at < items; ++at) sd_bus_message_append(reply, "o", ("/item/" + std::to_string(at)).c_str());
-      sd_bus_message_close_container(reply);
-      sd_bus_message_append(reply, "ao", 0);
-    });
-  }
-
-  static void answerSecrets(sd_bus_message* call) {
-    sd_bus_message_enter_container(call, 'a', "o");
-    answer(call, [call](sd_bus_message* reply) {
-      sd_bus_message_open_container(reply, 'a', "{o(oayays)}");
-      const char* path = nullptr;
-      while (sd_bus_message_read(call, "o", &path) > 0) {
-        const std::string number = std::string(path).substr(std::string(path).rfind('/') + 1);
-        sd_bus_message_open_container(reply, 'e', "o(oayays)");
-        sd_bus_message_append(reply, "o", path);
-        sd_bus_message_open_container(reply, 'r', "oayays");
-        sd_bus_message_append(reply, "oay", "/session", 0);
-        sd_bus_message_append_array(reply, 'y', number.data(), number.size());
-        sd_bus_message_append(reply, "s", "text/plain");
-        sd_bus_message_close_container(reply);
-        sd_bus_message_close_container(reply);
-      }
-      sd_bus_message_close_container(reply);
-    });
   }
 
   void run() {

@@ -12,15 +12,14 @@
 #include <thread>
 #include <vector>
 
-#include "fakes/FakeKeychain.h"
+#include "support/installed.h"
 
 namespace jvtest {
 
 using Error = std::optional<JVFoundation::NSError>;
+using InstalledKeychain = InUse<JVPlatform::installKeychain>;
 
 inline constexpr std::string_view kReading = "Error reading credentials from the keychain";
-inline constexpr std::string_view kWriting = "Error writing credentials into the keychain";
-inline constexpr std::string_view kWritting = "Error writting credentials into the keychain";
 
 inline Error someError() { return JVFoundation::NSError("stale", 42); }
 
@@ -60,21 +59,21 @@ inline std::vector<std::string> readAll(std::string_view service) {
 
 /// Saves and reads names that are no UTF-8, which are other names than those that are cut to the same bytes.
 inline void expectNamesThatAreNoTextToBelongToTheirOwnItems() {
-  using testing::ElementsAre;
-  EXPECT_EQ(saveGeneric("empty's", "s", ""), 0);
-  EXPECT_EQ(saveGeneric("byte's", "s", "\xFF"), 0);
-  EXPECT_EQ(saveGeneric("cut's", "s", "a\xC3\xA9"), 0) << "cut to 61 C3";
-  EXPECT_EQ(saveGeneric("byte's own", "s", "\xFF"), 0);
-  EXPECT_THAT(readAll("s"), ElementsAre("=empty's", "\xFF=byte's own", "a\xC3=cut's"));
-
-  EXPECT_EQ(save("h's", "h", ""), 0);
+  const std::string names[] = {"",     "\xFF", "a\xC3\xA9",           "\xFF\xFE", "FFFE", "\u00E9\xFF",
+                               "x\ny", " ",    std::string("a\0b", 3)};
+  std::vector<std::string> expected;
+  for (const std::string& name : names) {
+    EXPECT_EQ(saveGeneric(std::to_string(expected.size()), "s", name), 0);
+    const std::string kept = name == "a\xC3\xA9" ? "a\xC3" : name;  // as long as its UTF-16 is
+    expected.push_back(kept + "=" + std::to_string(expected.size()));
+  }
+  EXPECT_EQ(readAll("s"), expected);
   for (const char* password : {"1", "2"}) {
     EXPECT_EQ(save(password, "h", "\xFF"), 0);
     EXPECT_EQ(save(password, "\xFF", "u"), 0) << "its label is no text either";
     EXPECT_EQ(JVKeychain::passwordForHost("h", "\xFF", JVKeychainProtocolAny), password);
     EXPECT_EQ(JVKeychain::passwordForHost("\xFF", "u", JVKeychainProtocolAny), password);
   }
-  EXPECT_EQ(JVKeychain::passwordForHost("h", "", JVKeychainProtocolAny), "h's");
 }
 
 /// Has another thread delete an item that this one has listed and holds on to.
@@ -108,35 +107,5 @@ MATCHER_P2(IsStatus, description, status, "") {
   return arg && arg->domain() == "NSOSStatusErrorDomain" && arg->code() == status &&
          arg->localizedDescription() == description;
 }
-
-MATCHER_P2(IsMalformed, description, suggestion, "") {
-  return arg && arg->domain() == "NSPOSIXErrorDomain" && arg->code() == 1 &&
-         arg->userInfo() == JVFoundation::Value(JVFoundation::Dictionary{
-                                {"NSLocalizedDescriptionKey", std::string(description)},
-                                {"NSLocalizedRecoverySuggestionErrorKey", std::string(suggestion)}});
-}
-
-/// Checks after each test that everything went back to the keychain once.
-class OnFakeKeychain : public testing::Test {
- protected:
-  void TearDown() override {
-    EXPECT_EQ(keychain.outstanding(), 0U);
-    EXPECT_EQ(keychain.abuses, 0);
-  }
-
-  /// The calls but those that hand things back.
-  std::vector<std::string> asked() const {
-    std::vector<std::string> some;
-    for (const std::string& call : keychain.calls) {
-      if (call != "free" && !call.starts_with("release")) some.push_back(call);
-    }
-    return some;
-  }
-
-  std::shared_ptr<FakeKeychain> shared = std::make_shared<FakeKeychain>();
-  FakeKeychain& keychain = *shared;
-  InstalledKeychain installed{shared};
-  Error error = someError();
-};
 
 }  // namespace jvtest
