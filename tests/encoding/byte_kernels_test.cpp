@@ -15,7 +15,6 @@ namespace {
 constexpr auto kBoundaries =
     std::to_array<std::uint8_t>({0x00, 0x0A, 0x0B, 0x0D, 0x0E, 0x0F, 0x10, 0x1A, 0x1B, 0x1C, 'a', 'b',
                                  0x7F, 0x80, 0xBF, 0xC0, 0xC3, 0xE3, 0xEF, 0xF0, 0xFF, 'x',  'y', 'z'});
-constexpr auto kPlainMostly = std::to_array<std::uint8_t>({'a', 'b', 'c', 'd', 'e', ' ', '.', 'f', 'g', 'h', 'i', 'j'});
 
 void expectLikeReference(const ByteKernels& kernels, reference::Bytes text) {
   EXPECT_EQ(kernels.isPossibleUTF8(text), reference::isPossibleUTF8(text));
@@ -28,31 +27,17 @@ void expectLikeReference(const ByteKernels& kernels, reference::Bytes text) {
   EXPECT_EQ(std::ranges::count(text.first(counted.end), 0x0D), 0);
 }
 
-TEST(ByteKernels, AgreeWithTheReferenceAtEveryAlignmentAndLength) {
+TEST(ByteKernels, AgreeWithTheReferenceAtEveryAlignmentAndPlace) {
   for (const ByteKernels* kernels : runnableByteKernels()) {
     SCOPED_TRACE(kernels->name);
     std::mt19937 random(20);  // the same bytes each time
-    for (std::size_t size = 0; size < 400; ++size) {
+    for (std::size_t size = 2; size < 400; ++size) {
       const std::size_t offset = size % 67;
-      test::Bytes room = test::drawn(random, size + offset, kBoundaries);
+      const test::Bytes room = test::drawn(random, size + offset, kBoundaries);
       expectLikeReference(*kernels, reference::Bytes(room).subspan(offset));
-      const std::size_t at = size == 0 ? 0 : random() % size;
-      for (const std::uint8_t first : kBoundaries) {
-        // What decides is alone in its vector.
-        test::Bytes text = test::drawn(random, size, kPlainMostly);
-        if (at < size) text[at] = first;
-        if (at + 1 < size) text[at + 1] = kBoundaries[random() % kBoundaries.size()];
-        expectLikeReference(*kernels, text);
-      }
-    }
-  }
-}
-
-TEST(ByteKernels, SeeEveryPairAtEveryPlaceOfAVector) {
-  for (const ByteKernels* kernels : runnableByteKernels()) {
-    SCOPED_TRACE(kernels->name);
-    test::Bytes text(300, 'a');
-    for (std::size_t at = 0; at + 1 < text.size(); at += 7) {
+      // What decides is alone in its vector, or a pair of it.
+      test::Bytes text(size, 'a');
+      const std::size_t at = random() % (size - 1);
       for (const std::uint8_t first : kBoundaries) {
         for (const std::uint8_t second : kBoundaries) {
           text[at] = first;
@@ -60,7 +45,6 @@ TEST(ByteKernels, SeeEveryPairAtEveryPlaceOfAVector) {
           expectLikeReference(*kernels, text);
         }
       }
-      text[at] = text[at + 1] = 'a';
     }
   }
 }

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -13,15 +14,16 @@ using JVFoundation::NSURL;
 using namespace std::literals;
 
 TEST(NSURL, KnowsTheExtension) {
-  struct Case {
-    const char* path;
-    std::optional<std::string> extension;
-  };
-  const Case cases[] = {
-      {"", std::nullopt}, {"/", ""},       {"..", ""},          {"a.", ""},        {"/dir/.xml", ""},
-      {"/a.b/c", ""},     {"a.xml", "xml"}, {"/a.xml///", "xml"}, {"a.tar.gz", "gz"}, {"/a/.b.XML", "XML"},
-  };
-  for (const Case& c : cases) EXPECT_EQ(NSURL::fileURLWithPath(c.path).pathExtension(), c.extension) << c.path;
+  for (const auto& [path, extension] : {std::pair{"/", ""},
+                                        {"..", ""},
+                                        {"a.", ""},
+                                        {"/dir/.xml", ""},
+                                        {"/a.b/c", ""},
+                                        {"/a.xml///", "xml"},
+                                        {"/a/.b.tar.XML", "XML"}}) {
+    EXPECT_EQ(NSURL::fileURLWithPath(path).pathExtension(), extension) << path;
+  }
+  EXPECT_EQ(NSURL::fileURLWithPath("").pathExtension(), std::nullopt);
 }
 
 TEST(NSURL, EveryByteOfAPathSurvivesTheText) {
@@ -36,27 +38,16 @@ TEST(NSURL, EveryByteOfAPathSurvivesTheText) {
 }
 
 TEST(NSURL, ReadsFileURLs) {
-  const struct {
-    std::string_view text, path;
-  } cases[] = {
-      {"file:///tmp/a%20b.txt", "/tmp/a b.txt"},
-      {"FILE://LocalHost/x", "/x"},
-      {"file:////x", "//x"},
-      {"file://", ""},
-      {"file://localhost", ""},
-      {"file:///%e3%83%86%FF", "/\xE3\x83\x86\xFF"},
-      {"file:///a?b#c", "/a"},
-      {"file:///a%3Fb%23c", "/a?b#c"},
+  const std::pair<std::string_view, std::string_view> cases[] = {
+      {"file:/tmp/a%20b.txt", "/tmp/a b.txt"},       {"FILE://LocalHost/x", "/x"},  {"file://localhost", ""},
+      {"file:///%e3%83%86%FF", "/\xE3\x83\x86\xFF"}, {"file:///a%3Fb?c#d", "/a?b"},
   };
   for (const auto& [text, path] : cases) {
-    SCOPED_TRACE(text);
     const std::optional<NSURL> url = NSURL::URLWithString(text);
-    ASSERT_TRUE(url);
-    EXPECT_EQ(url->path(), path);
+    EXPECT_EQ(url ? url->path() : "(none)", path) << text;
   }
-  for (const std::string_view bad :
-       {""sv, "/tmp/x"sv, "http://localhost/x"sv, "file://example.org/x"sv, "file:x"sv, "file:///a%2"sv,
-        "file:///a%+1"sv, "file:///a%00b"sv, "file:///a\0b"sv}) {
+  for (const std::string_view bad : {""sv, "/tmp/x"sv, "http://localhost/x"sv, "file://example.org/x"sv, "file:x"sv,
+                                     "file:///a%2"sv, "file:///a%+1"sv, "file:///a%00b"sv, "file:///a\0b"sv}) {
     EXPECT_FALSE(NSURL::URLWithString(bad)) << bad;
   }
 }

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <unordered_set>
-
 namespace {
 
 using JVFoundation::NSUUID;
@@ -30,14 +28,10 @@ TEST(NSUUID, ReadsItsOwnTextInEitherCaseAndNoOther) {
 }
 
 TEST(NSUUID, RandomOnesDifferAndSayThatTheyAreRandom) {
-  std::unordered_set<NSUUID> seen;
-  for (int i = 0; i < 1000; ++i) {
-    const NSUUID id = NSUUID::UUID();
-    EXPECT_EQ(id.bytes()[6] >> 4, 4);
-    EXPECT_EQ(id.bytes()[8] >> 6, 2);
-    seen.insert(id);
-  }
-  EXPECT_EQ(seen.size(), 1000U);
+  const NSUUID id = NSUUID::UUID();
+  EXPECT_NE(id, NSUUID::UUID());
+  EXPECT_EQ(id.bytes()[6] >> 4, 4);
+  EXPECT_EQ(id.bytes()[8] >> 6, 2);
 }
 
 }  // namespace

@@ -94,28 +94,11 @@ class FakeKeychain final : public jv::KeychainByKey {
   void handBack(const void* one) { abuses += handedOut.erase(one) == 0 ? 1 : 0; }
 };
 
-inline constexpr std::string_view kWriting = "Error writing credentials into the keychain";
-inline constexpr std::string_view kWritting = "Error writting credentials into the keychain";
-
 MATCHER_P2(IsMalformed, description, suggestion, "") {
   return arg && arg->domain() == "NSPOSIXErrorDomain" && arg->code() == 1 &&
          arg->userInfo() == JVFoundation::Value(JVFoundation::Dictionary{
                                 {"NSLocalizedDescriptionKey", std::string(description)},
                                 {"NSLocalizedRecoverySuggestionErrorKey", std::string(suggestion)}});
 }
-
-/// Checks after each test that everything went back to the keychain once.
-class OnFakeKeychain : public testing::Test {
- protected:
-  void TearDown() override {
-    EXPECT_TRUE(keychain.handedOut.empty());
-    EXPECT_EQ(keychain.abuses, 0);
-  }
-
-  std::shared_ptr<FakeKeychain> shared = std::make_shared<FakeKeychain>();
-  FakeKeychain& keychain = *shared;
-  InstalledKeychain installed{shared};
-  Error error = someError();
-};
 
 }  // namespace jvtest

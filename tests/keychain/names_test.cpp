@@ -4,11 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <set>
 #include <string>
 #include <string_view>
-
-#include "FakeKeychain.h"
 
 namespace {
 
@@ -23,12 +20,8 @@ TEST(KeychainNames, GiveTheirCodesExactly) {
       {kSecAttrProtocolFTP, 0x66747020, 0},
       {kSecAttrProtocolFTPS, 0x66747073, 0},
       {kSecAttrProtocolSOCKS, 0x736F7820, 0},
-      {kSecAttrProtocolHTTPSProxy, 0x68747378, 0},
       {kSecAttrAuthenticationTypeNTLM, 0, 0x6D6C746E},
-      {kSecAttrAuthenticationTypeDefault, 0, 0x746C6664},
       {"Ftp", 0, 0},
-      {"ftp ", 0, 0},
-      {"", 0, 0},
       {std::nullopt, 0, 0},
   };
   for (const auto& c : cases) {
@@ -47,20 +40,6 @@ TEST(KeychainError, HasTwoTextsAndTheStatus) {
       error.localizedRecoverySuggestion(),
       "The operation couldn’t be completed. (NSOSStatusErrorDomain error -25300.). The keychain has no such item.");
   EXPECT_TRUE(JVKeychain::errorWithDescription("", -1).localizedRecoverySuggestion()->ends_with("error -1.). (null)"));
-}
-
-TEST(KeychainError, EveryStatusHasAMessageOfItsOwn) {
-  const jvtest::FakeKeychain keychain;
-  std::set<std::string> messages;
-  for (const OSStatus status :
-       {errSecSuccess, errSecIO, errSecDiskFull, errSecParam, errSecWrPerm, errSecAllocate, errSecUserCanceled,
-        errSecInternalComponent, errSecNotAvailable, errSecReadOnly, errSecAuthFailed, errSecNoSuchKeychain,
-        errSecInvalidKeychain, errSecDuplicateItem, errSecItemNotFound, errSecNoSuchClass, errSecNoDefaultKeychain,
-        errSecInteractionNotAllowed, errSecServiceNotAvailable}) {
-    const auto message = keychain.SecCopyErrorMessageString(status);
-    ASSERT_TRUE(message) << status;
-    EXPECT_TRUE(messages.insert(*message).second) << *message;
-  }
 }
 
 }  // namespace

