@@ -1,4 +1,6 @@
 // Internet and generic passwords on a keychain that answers as told: what it is asked, and what becomes of its answers.
+#include <tuple>
+
 #include "FakeKeychain.h"
 
 namespace {
@@ -111,15 +113,16 @@ TEST_F(Passwords, OfAHostNeedOne) {
 }
 
 TEST_F(Passwords, OfAHostKnowTwoProtocols) {
-  const char* const added[] = {"add|h|u|||0|0|1953261156|", "add|h|u|||0|1718906912|1953261156|",
-                               "add|h|u|||0|1718906995|1953261156|"};
-  for (const auto& [selector, query] :
-       {std::pair<std::int64_t, const char*>{1, "query|h|u|ftp"}, {2, "query|h|u|ftps"}, {1LL << 32, "query|h|u|*"}}) {
+  using Case = std::tuple<std::int64_t, std::string, std::string>;
+  for (const auto& [selector, name, code] :
+       {Case{1, "ftp", "1718906912"}, {2, "ftps", "1718906995"}, {1LL << 32, "*", "0"}}) {
     keychain.calls.clear();
     EXPECT_EQ(JVKeychain::passwordForHost("h", "u", selector, &error), std::nullopt);
     EXPECT_EQ(error, std::nullopt) << "nothing found is no error";
     EXPECT_TRUE(JVKeychain::savePassword(std::nullopt, "h", "u", selector)) << "no password is an empty one";
-    EXPECT_THAT(keychain.calls, ElementsAre(query, query, added[selector < 3 ? selector : 0]));
+    const std::string query = std::string("query|h|u|").append(name);
+    EXPECT_THAT(keychain.calls,
+                ElementsAre(query, query, std::string("add|h|u|||0|").append(code).append("|1953261156|")));
   }
 }
 
@@ -133,7 +136,6 @@ TEST_F(Passwords, OfAHostAreLookedUpByAllAttributes) {
        {{"sdmn", "d"}, {"path", "/p"}, {"port", 21}, {"ptcl", "ftp"}, {"atyp", "ntlm"}},
        "find|||d|/p|21|1718906912|1835824238|"},
       {"a port has 16 bits", {{"port", 65557}}, "find|||||21|0|0|"},
-      {"names that nobody knows have no code", {{"ptcl", "sftp"}, {"atyp", "x"}}, "find|||||0|0|0|"},
       {"what is no text is missing", {{"srvr", 1}, {"port", "21"}}, "find|||||0|0|0|"},
       {"lengths are UTF-16 units of UTF-8 bytes",
        {{"srvr", "h\xC3\xA9"}, {"acct", "\xF0\x9F\x98\x80z"}},
@@ -225,19 +227,15 @@ TEST_F(Passwords, OfAccountsAreAskedForOneByOne) {
   EXPECT_THAT(keychain.calls, IsEmpty()) << "nothing to ask";
 }
 
-TEST_F(Passwords, ADerivedClassMayChangeNamesAndErrors) {
-  struct Methods : JVKeychain::Class {
-    std::uint32_t protocolTypeForProtocolName(Text) const override { return 7; }
-    std::uint32_t authenticationTypeForAuthenticationName(Text) const override { return 8; }
-    JVFoundation::NSError errorWithDescription(std::string_view, std::int32_t status) const override {
-      return {"mine", status};
-    }
-  } methods;
-  keychain.queryAnswer = Value(Value::Array{item("u")});
-  keychain.lookups = {{-25293}};
-  EXPECT_EQ(methods.passwordForHost("h", "u", 0, &error), std::nullopt);
-  EXPECT_EQ(keychain.calls[1], "find|h|u|||0|7|8|");
-  EXPECT_EQ(error, JVFoundation::NSError("mine", -25293));
+TEST(KeychainError, HasTwoTextsAndTheStatus) {
+  const auto error = JVKeychain::errorWithDescription("what was tried.", -25300);
+  EXPECT_EQ(error.domain(), "NSOSStatusErrorDomain");
+  EXPECT_EQ(error.code(), -25300);
+  EXPECT_EQ(error.localizedDescription(), "what was tried.");
+  EXPECT_EQ(
+      error.localizedRecoverySuggestion(),
+      "The operation couldn’t be completed. (NSOSStatusErrorDomain error -25300.). The keychain has no such item.");
+  EXPECT_TRUE(JVKeychain::errorWithDescription("", -1).localizedRecoverySuggestion()->ends_with("error -1.). (null)"));
 }
 
 }  // namespace

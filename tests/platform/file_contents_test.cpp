@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 #include <csignal>
 #include <filesystem>
@@ -17,15 +16,6 @@ TEST(FileContents, ReadsWhatAFileHoldsAndNothingElse) {
   EXPECT_GT(FileContents::of("/proc/self/status")->bytes().size(), 100u) << "the kernel tells a size of 0 for these";
   EXPECT_FALSE(FileContents::of(folder.path().string())) << "a folder";
   EXPECT_FALSE(FileContents::of(std::string_view("/etc/passwd\0x", 13))) << "the name must not be cut at the zero";
-}
-
-TEST(FileContents, ReadsAPipeToItsEnd) {
-  const test::TemporaryFolder folder;
-  const std::string pipe = (folder.path() / "pipe").string();
-  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  const std::string command = "head -c 300000 /dev/zero > '" + pipe + "' &";
-  ASSERT_EQ(std::system(command.c_str()), 0);
-  EXPECT_EQ(FileContents::of(pipe)->bytes().size(), 300000u);
 }
 
 class LargeFile : public testing::Test {

@@ -33,25 +33,4 @@ TEST(Network, HasInterfacesAndAddressesInTheOrderInWhichTheyCount) {
   EXPECT_FALSE(jv::isActive({1, IFF_UP, 0, false, "no carrier"}));
 }
 
-// A kernel need not fill up the last attribute, nor have written it to its end.
-TEST(Network, MessagesAreReadAsFarAsTheyGo) {
-  struct {
-    nlmsghdr header{0, RTM_NEWLINK, 0, 0, 0};
-    ifinfomsg body{0, 0, 0, 7, kUp, 0};
-    rtattr masterHeader{RTA_LENGTH(4), IFLA_MASTER};
-    int master = 3;
-    rtattr nameHeader{RTA_LENGTH(5), IFLA_IFNAME};
-    char name[8] = "lan0";
-  } message;
-  constexpr std::uint32_t kWhole = sizeof message - 3;  // without what fills up
-  for (std::uint32_t length = 0; length <= kWhole; ++length) {
-    SCOPED_TRACE(length);
-    message.header.nlmsg_len = length;
-    EXPECT_EQ(jv::linkOf(message.header).has_value(), length >= NLMSG_LENGTH(sizeof message.body));
-  }
-  EXPECT_EQ(jv::linkOf(message.header), (NetworkLink{7, kUp, 3, false, "lan0"}));
-  message.body.ifi_family = AF_BRIDGE;
-  EXPECT_FALSE(jv::linkOf(message.header));
-}
-
 }  // namespace

@@ -13,7 +13,6 @@ TEST(FullName, IsWhatTheFieldSaysBeyondTheLoginName) {
     std::optional<std::string> expected;
   } cases[] = {
       {"more fields", "Ada Lovelace,Room 1,123,,", "ada", "Ada Lovelace"},
-      {"other fields only", ",,,", "ada", std::nullopt},
       {"the login name", "root", "root", std::nullopt},
       {"the mark for the login name", "& of &, Room", "ada", "Ada of Ada"},
       {"no UTF-8", "Ren\xE9", "ada", std::nullopt},
@@ -36,7 +35,6 @@ TEST(OwnCard, HasAddressesAndPerhapsAPreferredOne) {
        {"a", "b", "c", "d"},
        "b"},
       {"by type, in quotes", "EMAIL:a@b\nEMAIL;type=\"work,pref\":c@d\n", {"a@b", "c@d"}, "c@d"},
-      {"as in version 2.1", "EMAIL:a@b\nEMAIL;PREF;INTERNET:c@d\n", {"a@b", "c@d"}, "c@d"},
       {"in a group, in small letters", "item1.email:a@b\n", {"a@b"}, std::nullopt},
       {"continued lines", "EMA\n IL:a\r\n @\n\tb\n", {"a@b"}, std::nullopt},
       {"a colon in quotes", "EMAIL;X=\"a:b;c\":a@b\n", {"a@b"}, std::nullopt},
@@ -45,7 +43,7 @@ TEST(OwnCard, HasAddressesAndPerhapsAPreferredOne) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
-    const auto emails = jv::emailsOfCard(std::string("BEGIN:VCARD\r\nVERSION:4.0\r\n") + c.lines +
+    const auto emails = jv::emailsOfCard(std::string("\uFEFFBEGIN:VCARD\r\nVERSION:4.0\r\n") + c.lines +
                                          "END:VCARD\nBEGIN:VCARD\nEMAIL:other@b\nEND:VCARD\n");
     ASSERT_TRUE(emails);
     std::vector<std::string> values;
@@ -54,16 +52,7 @@ TEST(OwnCard, HasAddressesAndPerhapsAPreferredOne) {
     const auto& primary = emails->primaryIdentifier;
     EXPECT_EQ(primary ? emails->valueForIdentifier(*primary) : std::nullopt, c.primary);
   }
-  EXPECT_TRUE(jv::emailsOfCard("\uFEFFBEGIN:VCARD\nEMAIL:a@b\nEND:VCARD\n")) << "a byte-order mark";
   EXPECT_FALSE(jv::emailsOfCard("EMAIL:a@b\nEND:VCARD\n"));
-}
-
-TEST(OwnCard, LiesWhereTheUserKeepsConfiguration) {
-  setenv("HOME", "/h", 1);
-  setenv("XDG_CONFIG_HOME", "relative", 1);
-  EXPECT_EQ(jv::pathOfOwnCard(), "/h/.config/JorvaneFoundation/me.vcf");
-  setenv("XDG_CONFIG_HOME", "/c", 1);
-  EXPECT_EQ(jv::pathOfOwnCard(), "/c/JorvaneFoundation/me.vcf");
 }
 
 }  // namespace
