@@ -3,10 +3,8 @@
 #include <JorvaneFoundation/encoding/detection.h>
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <string>
-#include <thread>
 
 #include "support/bytes.h"
 #include "support/temporary_folder.h"
@@ -66,14 +64,6 @@ TEST(EncodingDetector, NamesTheEncodingOfAFile) {
   }
 }
 
-TEST(EncodingDetector, AnswersUnknownForWhatItCannotRead) {
-  const TemporaryFolder folder;
-  EXPECT_EQ(detect((folder.path() / "missing").string()), kUnknown);
-  const std::string pipe = (folder.path() / "pipe.xml").string();
-  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  EXPECT_EQ(detect(pipe), kUnknown) << "refused by its name, without waiting for a writer";
-}
-
 TEST(EncodingDetector, SetsTableAndDefaultsForEachFileThatItSniffs) {
   const TemporaryFolder folder;
   JVDefaultLineBreakType = JVLineBreakTypeCR;
@@ -102,20 +92,6 @@ TEST(EncodingDetection, TellsLineBreaksAndCandidatesWhenAsked) {
   ASSERT_EQ(found.candidates.size(), 3u);
   EXPECT_EQ(found.candidates[0].encoding, 0x0920u);
   EXPECT_EQ(found.candidates[0].features, 3u);
-}
-
-TEST(EncodingDetection, IsReentrant) {
-  const auto detectAll = [] {
-    for (int round = 0; round < 50; ++round) {
-      for (const Case& c : kCases) {
-        const auto found = JVFoundation::detectEncoding(jv::test::bytesOf(c.contents));
-        EXPECT_TRUE(found.encoding == c.encoding || c.encoding == kUnknown);
-      }
-    }
-  };
-  std::thread other(detectAll);
-  detectAll();
-  other.join();
 }
 
 TEST(StringEncodings, ConvertAndHaveNames) {

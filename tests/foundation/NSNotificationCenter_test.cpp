@@ -52,7 +52,6 @@ TEST(NSNotificationCenter, LetsObserversChangeTheListWhileTheyAreTold) {
     const char* expected;  // of two posts
   } cases[] = {
       {"removes itself", [&] { tokens[0] = Token(); }, "abc bc "},
-      {"removes one before its turn", [&] { tokens[1] = Token(); }, "ac ac "},
       {"removes all", [&] { tokens.clear(); }, "a  "},
       {"adds one, which is told from the next time on",
        [&] {

@@ -4,12 +4,9 @@
 #include <JorvaneFoundation/platform/Keychain.h>
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
@@ -25,18 +22,16 @@ class PasswordService {
   explicit PasswordService(const char* prompts = nullptr) {
     int input[2], output[2];
     if (pipe2(input, O_CLOEXEC) < 0 || pipe2(output, O_CLOEXEC) < 0) throw std::runtime_error("no pipe");
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, input[0], 0);
-    posix_spawn_file_actions_adddup2(&actions, output[1], 1);
-    // The system's Python has the bindings, not whichever comes first.
-    std::array<char*, 5> words = {const_cast<char*>("/usr/bin/python3"), const_cast<char*>("-B"),
-                                  const_cast<char*>(JV_PASSWORD_SERVICE), const_cast<char*>(prompts), nullptr};
-    const int failed = posix_spawn(&process_, words[0], &actions, nullptr, words.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
+    process_ = fork();
+    if (process_ == 0) {
+      dup2(input[0], 0);
+      dup2(output[1], 1);
+      // The system's Python has the bindings, not whichever comes first.
+      execl("/usr/bin/python3", "python3", "-B", JV_PASSWORD_SERVICE, prompts, nullptr);
+      _exit(kSkipped);
+    }
     close(input[0]);
     close(output[1]);
-    if (failed != 0) skip("no /usr/bin/python3");
     commands_ = fdopen(input[1], "w");
     answers_ = fdopen(output[0], "r");
     for (std::string line = answer(); line != "ready"; line = answer()) {
@@ -53,9 +48,7 @@ class PasswordService {
   ~PasswordService() {
     JVPlatform::installKeychain(nullptr);
     fclose(commands_);
-    int status = 0;
-    while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
-    }
+    waitpid(process_, nullptr, 0);
     fclose(answers_);
   }
 

@@ -38,7 +38,6 @@ TEST(ErrorsOfTheService, HaveAStatusEach) {
     OSStatus reading, writing;
   } cases[] = {
       {"SearchItems", "org.freedesktop.DBus.Error.AccessDenied", errSecAuthFailed, errSecAuthFailed},
-      {"SearchItems", "org.example.Strange", errSecInternalComponent, errSecInternalComponent},
       {"OpenSession", "org.freedesktop.DBus.Error.Spawn.ChildExited", errSecNotAvailable, errSecNotAvailable},
       {"GetSecrets", "org.freedesktop.Secret.Error.IsLocked", errSecInteractionNotAllowed, 0},
       {"SetSecret", "org.freedesktop.DBus.Error.Failed", 0, errSecReadOnly},

@@ -44,12 +44,12 @@ void report(int signal, siginfo_t* info, void* context) {
   if (reported.sa_sigaction) reported.sa_sigaction(signal, info, context);
 }
 
-/// A fault that is none of a guarded mapping's, perhaps with a reporter that came while one was guarded, and stayed.
-void faultElsewhere(const std::string& path, bool behindAReporter) {
+/// A fault that is none of a guarded mapping's, with a reporter that came while one was guarded, and stayed.
+void faultElsewhere(const std::string& path) {
   const rlimit noCoreFile = {0, 0};
   setrlimit(RLIMIT_CORE, &noCoreFile);
   std::signal(SIGBUS, SIG_DFL);
-  if (behindAReporter) {
+  {
     const auto contents = FileContents::of(path);
     struct sigaction reporter = {};
     reporter.sa_sigaction = report;
@@ -61,8 +61,7 @@ void faultElsewhere(const std::string& path, bool behindAReporter) {
 }
 
 TEST_F(LargeFile, LeavesOtherFaultsToWhoeverHadThem) {
-  EXPECT_EXIT(faultElsewhere(path_, false), testing::KilledBySignal(SIGBUS), "");
-  EXPECT_EXIT(faultElsewhere(path_, true), testing::KilledBySignal(SIGBUS), "");
+  EXPECT_EXIT(faultElsewhere(path_), testing::KilledBySignal(SIGBUS), "");
 }
 
 TEST_F(LargeFile, IsReadWhereAFaultCouldNotBeMended) {

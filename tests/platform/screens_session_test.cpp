@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <atomic>
 #include <functional>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -104,28 +102,6 @@ TEST_F(Session, LooksForAWindowSystemOnceASecond) {
   EXPECT_EQ(name(), "other");
   preferred_.silent = false;
   EXPECT_EQ(name(), "other") << "a session does not change while it answers";
-}
-
-std::atomic<int> answers = 0;
-
-TEST(Threads, GetNoAnswerFromBeforeTheirQuestion) {
-  // Each answer bears its number, as a name.
-  struct Counting final : jv::MonitorSource {
-    std::optional<std::vector<Monitor>> monitors() noexcept override {
-      return std::vector{Monitor{std::to_string(++answers), {}, 1, true}};
-    }
-  };
-  SessionScreens screens({[] { return std::make_unique<Counting>(); }});
-  const auto ask = [&screens] {
-    for (int asked = 0; asked < 5000; ++asked) {
-      const int before = answers;
-      ASSERT_GT(std::stoi(screens.screens().front()->name()), before);
-    }
-  };
-  std::thread other(ask), third(ask);
-  ask();
-  other.join();
-  third.join();
 }
 
 }  // namespace
