@@ -94,11 +94,4 @@ TEST(EncodingDetection, TellsLineBreaksAndCandidatesWhenAsked) {
   EXPECT_EQ(found.candidates[0].features, 3u);
 }
 
-TEST(StringEncodings, ConvertAndHaveNames) {
-  EXPECT_EQ(JVFoundation::stringEncodingOf(0x08000100), 4u);
-  EXPECT_EQ(JVFoundation::stringEncodingOf(0x0A03), 0x80000A03u);
-  EXPECT_EQ(JVFoundation::nameOfStringEncoding(0x80000A03), "Big5");
-  EXPECT_EQ(JVFoundation::nameOfStringEncoding(kUnknown), "unknown");
-}
-
 }  // namespace

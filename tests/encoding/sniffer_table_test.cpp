@@ -1,7 +1,6 @@
 #include <JorvaneFoundation/encoding/byte_sniffers.h>
 #include <JorvaneFoundation/encoding/sniffer_table.h>
 #include <JorvaneFoundation/encoding/string_encodings.h>
-#include <JorvaneFoundation/platform/SystemLog.h>
 
 #include <gmock/gmock.h>
 
@@ -10,7 +9,6 @@
 #include <vector>
 
 #include "support/bytes.h"
-#include "support/installed.h"
 
 namespace {
 
@@ -91,31 +89,12 @@ TEST_F(SnifferTable, MarksTheRowsThatFit) {
   EXPECT_THAT(marked(), ElementsAre(2, 3)) << "line breaks do not count";
 }
 
-TEST_F(SnifferTable, IsTestedForMarksEvenWhenNoRowCounts) {
-  enable({0, 1});
-  JVNumberOfSniffers = 0;
-  EXPECT_EQ(sniff("\xEF\xBB\xBF"), 1);
-}
-
 TEST_F(SnifferTable, CountsMarksThatWereLeftOver) {
   enable({5});
   JVSniffers[8].matched = 1;
   EXPECT_EQ(sniff("\xC6\xFC\n"), 2);
   EXPECT_EQ(JVSniffers[3].matched, 0) << "the filter also overwrites the mark of a row that is off";
   EXPECT_EQ(JVSniffers[2].matched, -1);
-}
-
-struct RecordingLog final : JVPlatform::SystemLog {
-  void log(std::string_view text) noexcept override { lines.emplace_back(text); }
-  std::vector<std::string> lines;
-};
-
-TEST_F(SnifferTable, LogsTheEncodingThatNoneHas) {
-  const jvtest::Installed<RecordingLog, JVPlatform::installSystemLog> log;
-  enable({5});
-  JVSniffers[5].encoding = 0xBEEFFEED;
-  EXPECT_EQ(sniff("\xC6\xFC\n"), 1);
-  EXPECT_THAT(log->lines, ElementsAre("This is to get rid of resultEncoding not used warnings. Duh."));
 }
 
 }  // namespace

@@ -64,12 +64,7 @@ TEST_F(OpenService, FindsWhatOtherProgramsStored) {
   service.tell("store one label service=s username=a");
   service.tell("store two label service=s");
   service.tell("store three label service=s username=a more=yes");
-  std::string expected = "a=one =two ";
-  for (int at = 0; at < 12; ++at) {  // the service's own numbers become longer
-    EXPECT_EQ(saveGeneric("p", "s", std::to_string(at)), 0);
-    expected += std::to_string(at) + "=p ";
-  }
-  EXPECT_EQ(readAll("s"), expected) << "the oldest first, as which both with account a are looked up";
+  EXPECT_EQ(readAll("s"), "a=one =two ") << "both with account a are looked up as the older one";
 }
 
 TEST_F(OpenService, NoSecretStaysInMemory) {

@@ -24,14 +24,6 @@ class OnScriptedService : public testing::Test {
   ScriptedService service;
 };
 
-TEST_F(OnScriptedService, TakesAsFewRoundTripsAsCanBe) {
-  service.start();
-  EXPECT_EQ(read() + read() + save(), 0);
-  EXPECT_THAT(service.calls(),
-              testing::ElementsAre("SearchItems", "OpenSession", "GetAll", "GetAll", "GetSecrets", "SearchItems",
-                                   "GetAll", "GetAll", "GetSecrets", "SearchItems", "GetAll", "GetAll", "SetSecret"));
-}
-
 TEST(ErrorsOfTheService, HaveAStatusEach) {
   const struct {
     const char *method, *error;

@@ -2,32 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <functional>
 #include <string>
-#include <utility>
 #include <vector>
-
-#include "geometry/support.h"
 
 namespace {
 
 using jv::Monitor;
 using jv::SessionScreens;
-
-TEST(Screens, LieAroundThePrimaryOneWithYGrowingUpwards) {
-  const std::pair<std::string, std::array<double, 4>> expected[] = {
-      {"c", {0, 0, 100, 100}}, {"a", {50, -100, 100, 100}}, {"b", {150, -180, 100, 180}}};
-  const auto screens = jv::screensOf({{"a", {{0, 0}, {100, 100}}, 1, false},
-                                      {"b", {{100, 0}, {100, 180}}, 1, false},
-                                      {"c", {{-50, -100}, {100, 100}}, 1, true}});
-  ASSERT_EQ(screens.size(), 3U);
-  for (std::size_t at = 0; at < 3; ++at) {
-    EXPECT_EQ(screens[at]->name(), expected[at].first);
-    EXPECT_EQ(jv::test::numbersOf(screens[at]->frame()), expected[at].second);
-  }
-  EXPECT_EQ(jv::screensOf({{"a", {{300, 200}, {1440, 900}}, 1, false}})[0]->frame().origin.x, 0) << "no primary one";
-}
 
 /// A window system that can be there or not, and lose its connections.
 struct FakeWindowSystem {

@@ -37,10 +37,6 @@ inline Counts sniffed(std::uint32_t encoding, Bytes text, std::uint64_t maximum 
   return counts;
 }
 
-inline void PrintTo(const Counts& counts, std::ostream* out) {
-  *out << counts.errors << " errors, " << counts.features << " features";
-}
-
 /// Draws text that is an encoding's own, with as many faults as asked for.
 class TextOf {
  public:
