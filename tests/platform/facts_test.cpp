@@ -23,7 +23,7 @@ TEST(VariablesOfAFile, AreReadAsShellsReadThem) {
     std::optional<std::string> expected;
   } cases[] = {
       {"not there", "OTHER=value\nNAMES=more\nXNAME=x\n", std::nullopt},
-      {"single quotes", "NAME='a \"b\" \\c'", "a \"b\" \\c"},
+      {"single quotes", "NAME='a \"b\" \\\\'", "a \"b\" \\\\"},
       {"escapes in quotes", R"(NAME="\"\$\`\\\n")", R"("$`\\n)"},
       {"a comment", "#NAME=a\n # NAME=b\nNAME=c # d\n", "c # d"},
       {"a quote that is not closed", "NAME=\"a b\nOTHER=c\"", "a b"},
