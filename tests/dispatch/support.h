@@ -1,7 +1,10 @@
 /// What the tests of queues and the run loop share: waiting for events, and counting what the process holds.
 #pragma once
 
+#include <JorvaneFoundation/dispatch/DispatchQueue.h>
 #include <JorvaneFoundation/dispatch/NSRunLoop.h>
+
+#include <gtest/gtest.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -13,7 +16,6 @@
 #include <thread>
 
 #include <poll.h>
-#include <sys/resource.h>
 
 namespace jvtest {
 
@@ -38,6 +40,13 @@ class Events {
   std::condition_variable changed_;
   int count_ = 0;
 };
+
+/// Waits until everything that @p queue holds has run.
+inline void finish(const JVFoundation::DispatchQueue& queue) {
+  Events done;
+  queue.async([&] { done.happen(); });
+  ASSERT_TRUE(done.wait());
+}
 
 inline bool isReadable(int descriptor, std::chrono::milliseconds bound = {}) {
   pollfd wanted{descriptor, POLLIN, 0};
@@ -66,11 +75,8 @@ inline void drainAll() {
 template <class Condition>
 bool eventually(Condition holds) {
   const auto end = std::chrono::steady_clock::now() + kBound;
-  while (!holds()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return true;
+  while (!holds() && std::chrono::steady_clock::now() < end) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  return holds();
 }
 
 inline auto entriesOf(const char* folder) {
@@ -78,31 +84,15 @@ inline auto entriesOf(const char* folder) {
 }
 inline auto descriptors() { return entriesOf("/proc/self/fd"); }
 
-/// Threads of the pool. A sanitizer may have threads of its own.
-inline int poolThreads() {
+/// Threads of the library's own. A sanitizer may have threads as well.
+inline int ownThreads() {
   int count = 0;
   for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
     std::string name;
     std::getline(std::ifstream(thread.path() / "comm"), name);
-    if (name.starts_with("jv-")) ++count;
+    count += name.starts_with("jv-");
   }
   return count;
 }
-
-/// The soft limit of descriptors, for the time of a scope.
-class DescriptorLimit {
- public:
-  explicit DescriptorLimit(rlim_t limit) {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    const rlimit tight{limit, before_.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &tight);
-  }
-  DescriptorLimit(const DescriptorLimit&) = delete;
-  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
-  ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
-
- private:
-  rlimit before_;
-};
 
 }  // namespace jvtest

@@ -14,8 +14,6 @@
 
 namespace jvtest {
 
-inline constexpr std::chrono::seconds kBound{30};
-
 using Paths = std::vector<std::string>;
 
 class Recorder : public JVFileEventerDelegate {
@@ -33,13 +31,9 @@ class Recorder : public JVFileEventerDelegate {
   }
 
   /// Whether @p path was told of in time, since the beginning or the last `clear`.
-  bool waitFor(const std::string& path, std::chrono::seconds bound = kBound) {
+  bool waitFor(const std::string& path, std::chrono::seconds bound = std::chrono::seconds(30)) {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, bound, [&] { return told_.contains(path); });
-  }
-  bool has(const std::string& path) {
-    const std::lock_guard lock(mutex_);
-    return told_.contains(path);
   }
   std::set<std::string> told() {
     const std::lock_guard lock(mutex_);

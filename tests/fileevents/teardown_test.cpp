@@ -4,9 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -17,138 +14,86 @@
 
 #include "fileevents/support.h"
 
-using jvtest::eventually;
-using jvtest::Flag;
+using jvtest::Events;
 using jvtest::Paths;
 using jvtest::Place;
 using jvtest::Recorder;
 using jvtest::write;
-namespace fs = std::filesystem;
 
 namespace {
 
-TEST(Teardown, WaitsForTheCallInProgressAndNoneFollows) {
+TEST(Teardown, WaitsForTheCallInProgressAndNoneFollowsAndOthersGoOn) {
   const Place place;
-  Flag entered;
-  Flag leave;
-  std::atomic<int> calls{0};
-  std::atomic<bool> isInside{false};
-  const auto delegate = std::make_shared<Recorder>([&](const auto&) {
-    isInside = true;
-    ++calls;
-    entered.raise();
+  Events entered;
+  Events leave;
+  std::atomic<int> left{0};
+  const auto busy = std::make_shared<Recorder>([&](const auto&) {
+    entered.happen();
     EXPECT_TRUE(leave.wait());
-    isInside = false;
+    ++left;
   });
-  auto watcher = std::make_unique<JVFileEventer>(delegate, Paths{place.base}, false);
+  auto watcher = std::make_unique<JVFileEventer>(busy, Paths{place.base}, true);
+  const JVFileEventer second(place.recorder, {place.base}, true);
   write(place / "one");
   ASSERT_TRUE(entered.wait());
   write(place / "two");  // would be the next batch
+  EXPECT_TRUE(place.tells("two")) << "watchers do not wait for each other";
   std::thread other([&] {
     watcher = nullptr;
-    EXPECT_FALSE(isInside);
+    EXPECT_EQ(left, 1);
   });
-  leave.raise();
+  leave.happen();
   other.join();
-  EXPECT_EQ(calls, 1);
-}
-
-TEST(Teardown, MayBeDoneByTheCallItself) {
-  const Place place;
-  Flag made;
-  Flag done;
-  std::unique_ptr<JVFileEventer> watcher;
-  const auto delegate = std::make_shared<Recorder>([&](const auto&) {
-    EXPECT_TRUE(made.wait());
-    watcher = nullptr;
-    done.raise();
-  });
-  watcher = std::make_unique<JVFileEventer>(delegate, Paths{place.base}, false);
-  made.raise();
-  write(place / "one");
-  EXPECT_TRUE(done.wait());
+  EXPECT_EQ(left, 1);
 }
 
 /// Owns the watcher that it is the delegate of.
 struct Owner : JVFileEventerDelegate {
-  void fileSystemEventHappenedAtPaths(const std::vector<std::string>&) override { EXPECT_TRUE(letGo->wait()); }
-  ~Owner() override { gone->raise(); }
+  void fileSystemEventHappenedAtPaths(const std::vector<std::string>&) override {
+    EXPECT_TRUE(letGo->wait());
+    if (ends) watcher = nullptr;
+  }
+  ~Owner() override { gone->happen(); }
+  bool ends = false;
   std::unique_ptr<JVFileEventer> watcher;
-  std::shared_ptr<Flag> letGo = std::make_shared<Flag>();
-  std::shared_ptr<Flag> gone = std::make_shared<Flag>();
+  std::shared_ptr<Events> letGo = std::make_shared<Events>();
+  std::shared_ptr<Events> gone = std::make_shared<Events>();
 };
 
-TEST(Teardown, MayComeFromTheLastReferenceInsideTheCall) {
-  const Place place;
-  auto owner = std::make_shared<Owner>();
-  const auto letGo = owner->letGo;
-  const auto gone = owner->gone;
-  owner->watcher = std::make_unique<JVFileEventer>(owner, Paths{place.base}, false);
-  write(place / "one");
-  const std::weak_ptr<Owner> weak = owner;
-  while (weak.use_count() < 2) std::this_thread::yield();  // the call holds it now
-  owner = nullptr;
-  letGo->raise();
-  EXPECT_TRUE(gone->wait());
-}
-
-TEST(Teardown, TwoWatchersDoNotWaitForEachOther) {
-  const Place place;
-  Flag leave;
-  Flag entered;
-  const auto busy = std::make_shared<Recorder>([&](const auto&) {
-    entered.raise();
-    EXPECT_TRUE(leave.wait());
-  });
-  const JVFileEventer first(busy, {place.base}, true);
-  const JVFileEventer second(place.recorder, {place.base}, true);
-  write(place / "one");
-  ASSERT_TRUE(entered.wait());
-  write(place / "two");
-  EXPECT_TRUE(place.tells("two"));
-  EXPECT_FALSE(busy->has(place / "two"));
-  leave.raise();
-  EXPECT_TRUE(busy->waitFor(place / "two")) << "what came during a call is told after it";
-}
-
-int openDescriptors() { return static_cast<int>(std::distance(fs::directory_iterator("/proc/self/fd"), {})); }
-
-int watchThreads() {
-  int count = 0;
-  for (const auto& thread : fs::directory_iterator("/proc/self/task")) {
-    std::string name;
-    std::getline(std::ifstream(thread.path() / "comm"), name);
-    if (name == "jv-files" || name == "jv-walk") ++count;
+TEST(Teardown, MayComeFromTheCallItselfAndFromTheLastReferenceInsideIt) {
+  for (const bool ends : {true, false}) {
+    SCOPED_TRACE(ends);
+    const Place place;
+    auto owner = std::make_shared<Owner>();
+    const auto letGo = owner->letGo;
+    const auto gone = owner->gone;
+    owner->ends = ends;
+    owner->watcher = std::make_unique<JVFileEventer>(owner, Paths{place.base}, false);
+    write(place / "one");
+    const std::weak_ptr<Owner> weak = owner;
+    while (weak.use_count() < 2) std::this_thread::yield();  // the call holds it now
+    owner = nullptr;
+    letGo->happen();
+    EXPECT_TRUE(gone->wait());
   }
-  return count;
 }
 
-TEST(Teardown, LeavesNothingBehind) {
-  const Place place("make a/b");
+TEST(Teardown, OfManyWatchersOnManyThreadsLeavesNothingBehind) {
+  const Place place("mkdir -p a/b");
   { const JVFileEventer watcher(place.recorder, {place.base}, false); }  // what stays for good is there now
-  ASSERT_TRUE(eventually([] { return watchThreads() == 0; }));
-  const int before = openDescriptors();
-  for (int round = 0; round < 50; ++round) {
-    const int open = openDescriptors();  // the kernel takes its time to close those of the round before
-    std::vector<std::unique_ptr<JVFileEventer>> watchers;
-    for (int i = 0; i < 20; ++i) {
-      watchers.push_back(std::make_unique<JVFileEventer>(place.recorder, Paths{place.base, place / "a"}, i % 2 == 0));
-    }
-    EXPECT_LE(openDescriptors(), open + 20) << "many watchers share few descriptors";
-    write(place / "a/b/file");
-    for (int i = 0; i < 20; ++i) watchers[static_cast<std::size_t>(i * 7 % 20)] = nullptr;
+  ASSERT_TRUE(jvtest::eventually([] { return jvtest::ownThreads() == 0; }));
+  const auto before = jvtest::descriptors();
+  {
+    std::vector<std::unique_ptr<JVFileEventer>> many(20);
+    for (auto& watcher : many) watcher = std::make_unique<JVFileEventer>(place.recorder, Paths{place.base}, false);
+    EXPECT_LE(jvtest::descriptors(), before + 10) << "they share few descriptors";
   }
-  EXPECT_TRUE(eventually([&] { return openDescriptors() <= before && watchThreads() == 0; }))
-      << openDescriptors() << " descriptors, " << before << " before";
-}
-
-TEST(Teardown, WatchersComeAndGoOnManyThreads) {
-  const Place place("make a/b");
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&, t] {
-      for (int round = 0; round < 10; ++round) {
+      for (int round = 0; round < 20; ++round) {
         const auto delegate = std::make_shared<Recorder>();
+        const JVFileEventer outer(delegate, {place.base, place / "a"}, false);
         const JVFileEventer watcher(delegate, {place.base}, true);
         const std::string file = place / "a/b/" + std::to_string(t) + "-" + std::to_string(round);
         write(file);
@@ -157,6 +102,8 @@ TEST(Teardown, WatchersComeAndGoOnManyThreads) {
     });
   }
   for (std::thread& thread : threads) thread.join();
+  EXPECT_TRUE(jvtest::eventually([&] { return jvtest::descriptors() <= before && jvtest::ownThreads() == 0; }))
+      << jvtest::descriptors() << " descriptors, " << before << " before";
 }
 
 TEST(Teardown, AForkedChildLeavesItToItsParent) {
