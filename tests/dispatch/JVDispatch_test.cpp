@@ -112,17 +112,6 @@ TEST(JVDispatch, KeepsItsFlagOnItsQueueUnderTheKeyAndItsLabelThere) {
   EXPECT_EQ(*flag(), 1);
 }
 
-struct Derived : JVDispatch {
-  Derived() : JVDispatch(JVFoundation::PlainInitializer{"Derived"}) {}
-};
-
-TEST(JVDispatch, RaisesFromItsPlainInitializer) {
-  EXPECT_THAT([] { Derived(); },
-              testing::Throws<NSException>(testing::Property(&NSException::reason,
-                                                             "Instances of class \"Derived\" can only be initialized "
-                                                             "with class designated initializer.")));
-}
-
 /// A search whose first piece runs until the test lets it end: what the test requests meanwhile finds it running.
 struct Searching {
   Searching() {

@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 
 #include <array>
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -72,55 +74,51 @@ TEST(SerialQueue, KeepsValuesUnderKeysUntilItsWorkIsDoneAndMayDieOnItsOwnThread)
 
 TEST(DispatchQueue, CopiesAValueWhileOthersReplaceIt) {
   static constexpr char key{};
+  using Text = std::array<char, 1 << 16>;  // so large that copying it takes a while
   const DispatchQueue queue = DispatchQueue::create();
   const auto put = [&] {
-    queue.setSpecific(&key, new long(42), [](void* value) {
-      *static_cast<long*>(value) = 0;
-      delete static_cast<long*>(value);
-    });
+    const auto destroy = [](void* value) {
+      static_cast<Text*>(value)->fill('-');
+      delete static_cast<Text*>(value);
+    };
+    auto text = std::make_unique<Text>();
+    text->fill('x');
+    queue.setSpecific(&key, text.release(), destroy);
   };
   put();
   std::atomic<bool> stop = false;
   std::thread writer([&] {
     while (!stop) put();
   });
-  for (int i = 0; i < 100'000; ++i) {
-    long copy = 0;
+  for (int i = 0; i < 5'000; ++i) {
+    Text copy{};
     EXPECT_TRUE(queue.copySpecific(&key, &copy, sizeof copy));
-    EXPECT_EQ(copy, 42);
+    EXPECT_EQ(std::ranges::count(copy, 'x'), copy.size());
   }
   stop = true;
   writer.join();
 }
 
-// Each piece waits for the piece behind it, on a queue of its own: only as many threads as pieces get through.
-TEST(ThreadPool, GrowsWhenHandlersWaitForOneAnother) {
-  std::array<Events, 65> done;
-  std::vector<DispatchQueue> queues;
-  for (std::size_t i = 0; i + 1 < done.size(); ++i) {
-    queues.push_back(DispatchQueue::create());
-    queues.back().async([&done, i] {
-      EXPECT_TRUE(done[i + 1].wait());
-      done[i].happen();
-    });
-  }
-  done.back().happen();
-  for (const DispatchQueue& queue : queues) finish(queue);
-}
-
 // Threads that compute are no reason for more threads, but waiting in a loop for what waits is.
-TEST(ThreadPool, GrowsWhenHandlersSpinOnTheGlobalQueueToo) {
-  const auto met = std::make_shared<std::atomic<int>>(0);  // the last piece may leave it after the test
-  constexpr int kPieces = 6;
-  for (int i = 0; i < kPieces; ++i) {
-    DispatchQueue::globalQueue().async([met] {
-      for (++*met; *met < kPieces + 1;) std::this_thread::yield();
+TEST(ThreadPool, GrowsWhenHandlersWaitForWhatWaitsHoweverTheyDo) {
+  for (const bool spin : {false, true}) {
+    Events released;
+    std::atomic<bool> isReleased = false;
+    std::vector<DispatchQueue> queues;
+    for (unsigned i = 0; i < (spin ? std::max(2U, std::thread::hardware_concurrency()) : 64); ++i) {
+      queues.push_back(DispatchQueue::create());
+      queues.back().async([&] {
+        EXPECT_TRUE(spin || released.wait());
+        while (!isReleased) std::this_thread::yield();
+      });
+    }
+    DispatchQueue::globalQueue().async([&] {
+      isReleased = true;
+      released.happen();
     });
+    for (const DispatchQueue& queue : queues) finish(queue);
+    EXPECT_TRUE(isReleased);
   }
-  const DispatchQueue serial = DispatchQueue::create();
-  serial.async([&] { ++*met; });
-  finish(serial);
-  EXPECT_TRUE(jvtest::eventually([&] { return *met == kPieces + 1; }));
 }
 
 TEST(ThreadPool, HasNoThreadAtRestHoweverManyQueuesThereAre) {

@@ -143,7 +143,7 @@ class Run:
         self.disturbing = False
         self.calls, self.failed = collections.Counter(), 0
         self.tools = set()  # processes that became another program
-        self.wrong, self.held = [], ()
+        self.wrong = []
         ours, theirs = socket.socketpair()
         with tempfile.TemporaryDirectory(prefix="jv-faults-") as folder, tempfile.TemporaryFile() as output, ours:
             with theirs:
@@ -160,21 +160,18 @@ class Run:
 
     def watch(self, process, listener):
         """@return whether the process ended by itself."""
-        child = os.pidfd_open(process)
-        poll = select.poll()
-        poll.register(listener, select.POLLIN)
-        poll.register(child, select.POLLIN)
         end = time.monotonic() + BOUND
-        try:
+        with open(os.pidfd_open(process), "rb") as child:
+            poll = select.poll()
+            poll.register(listener, select.POLLIN)
+            poll.register(child, select.POLLIN)
             while time.monotonic() < end:
                 ready = dict(poll.poll(1000))
                 if ready.get(listener, 0) & select.POLLIN:
                     self.answer(listener)
-                elif child in ready:
+                elif child.fileno() in ready:
                     return True
-            return False
-        finally:
-            os.close(child)
+        return False
 
     def answer(self, listener):
         asked = bytearray(80)
@@ -217,18 +214,14 @@ class Run:
         status = process.wait()
         output.seek(0)
         said = output.read().decode(errors="replace")
-        if status < 0 and ended:
-            self.wrong.append("ended by " + signal.strsignal(-status))
-        elif status > 0:
-            self.wrong.append(f"exit status {status}")
+        held = re.search(r"^held (\d+) (\d+) (\d+)$", said, re.MULTILINE)
+        self.held = [int(count) for count in held.groups()] if held else None
+        if ended and (status != 0 or not held):
+            self.wrong.append(f"exit status {status}" if status >= 0 else "ended by " + signal.strsignal(-status))
         if self.wrong and said:
             self.wrong.append(said)
         if SECRET in said:
             self.wrong.append("the secret is in the output")
-        held = re.search(r"^held (\d+) (\d+) (\d+)$", said, re.MULTILINE)
-        self.held = tuple(map(int, held.groups())) if held else ()
-        if not self.wrong and not held:
-            self.wrong.append("it does not say what it holds")
         if not self.wrong and self.trial.usual:
             self.wrong = [f"{now} {what} left, usually {before}"
                           for what, now, before in zip(HELD, self.held, self.trial.usual) if now > before]

@@ -116,11 +116,10 @@ def run_round(arguments, seed, files, base):
     watcher = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
     while watcher.stderr.readline() not in ("jv watch: watching\n", ""):
         pass
-    if arguments.large:
-        held = subprocess.run(f"cat /proc/{watcher.pid}/fdinfo/*", shell=True, capture_output=True, text=True, check=False)
-        if "\nfanotify sdev:" not in held.stdout:
-            watcher.kill()
-            sys.exit(SKIPPED)
+    held = subprocess.run(f"cat /proc/{watcher.pid}/fdinfo/*", shell=True, capture_output=True, text=True, check=False)
+    if ("\nfanotify sdev:" in held.stdout) != arguments.large:
+        watcher.kill()
+        sys.exit(SKIPPED if arguments.large else "a small tree is watched by its file system")
     told = set()
 
     def read():

@@ -30,6 +30,7 @@ TEST(Teardown, WaitsForTheCallInProgressAndNoneFollowsAndOthersGoOn) {
   const auto busy = std::make_shared<Recorder>([&](const auto&) {
     entered.happen();
     EXPECT_TRUE(leave.wait());
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // time enough for a destructor that does not wait
     ++left;
   });
   auto watcher = std::make_unique<JVFileEventer>(busy, Paths{place.base}, true);
@@ -83,11 +84,6 @@ TEST(Teardown, OfManyWatchersOnManyThreadsLeavesNothingBehind) {
   { const JVFileEventer watcher(place.recorder, {place.base}, false); }  // what stays for good is there now
   ASSERT_TRUE(jvtest::eventually([] { return jvtest::ownThreads() == 0; }));
   const auto before = jvtest::descriptors();
-  {
-    std::vector<std::unique_ptr<JVFileEventer>> many(20);
-    for (auto& watcher : many) watcher = std::make_unique<JVFileEventer>(place.recorder, Paths{place.base}, false);
-    EXPECT_LE(jvtest::descriptors(), before + 10) << "they share few descriptors";
-  }
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&, t] {

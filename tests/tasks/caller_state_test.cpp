@@ -4,15 +4,12 @@
 #include <atomic>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <thread>
 #include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -75,28 +72,6 @@ TEST_P(CallerState, StandardStreamsMayBeClosed) {
     EXPECT_EQ(echo, (TaskOutcome{0, "input", "0\n1\n2\n3\n"}));
     EXPECT_EQ(failed.status, -666);
   }
-}
-
-std::atomic<int> raised;
-
-TEST_P(CallerState, BrokenPipesRaiseNoSignal) {
-  raised = 0;
-  const Disposition counted(SIGPIPE, [](int) { ++raised; });
-  EXPECT_EQ(launch("/bin/true", {}, std::string(4 << 20, 'x')), TaskOutcome{});
-  EXPECT_EQ(raised, 0);
-}
-
-TEST_P(CallerState, SignalsInterruptNothing) {
-  raised = 0;
-  const Disposition counted(SIGALRM, [](int) { ++raised; });
-  const itimerval often{{0, 1000}, {0, 1000}};
-  setitimer(ITIMER_REAL, &often, nullptr);
-  const std::string text(300'000, 'x');
-  EXPECT_EQ(launch("/bin/sh", {"-c", "sleep 0.2; cat; sleep 0.1; echo error >&2; exec 2>&-; sleep 0.1; exit 6"}, text),
-            (TaskOutcome{6, text, "error\n"}));
-  constexpr itimerval kNever{};
-  setitimer(ITIMER_REAL, &kNever, nullptr);
-  EXPECT_GT(raised, 20);
 }
 
 /// What is known of a tool that ended with @p status after somebody else has waited for it.
