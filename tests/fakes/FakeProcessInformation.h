@@ -10,43 +10,29 @@
 namespace jvtest {
 
 struct FakeProcessInformation final : JVPlatform::ProcessInformation {
-  NSOperatingSystemVersion operatingSystemVersion() override {
-    ++questions;
-    return version;
-  }
-  std::string operatingSystemVersionString() override {
-    ++questions;
-    return text;
-  }
-  std::int64_t executableArchitecture() override {
-    ++questions;
-    return architecture;
-  }
-  std::string processName() override { return name; }
+  NSOperatingSystemVersion operatingSystemVersion() override { return version; }
+  std::string operatingSystemVersionString() override { return "1.2.3"; }
+  std::int64_t executableArchitecture() override { return architecture; }
+  std::string processName() override { return "program"; }
   std::optional<std::string> bundleIdentifier() override { return identifier; }
   int sysctl(std::span<const int> asked, void* value, std::size_t* size) override {
     sysctlName.assign(asked.begin(), asked.end());
     if (!value) {
-      if (!sizeAnswers) return -1;
       *size = claimedSize.value_or(model.size());
-      return 0;
+      return sizeAnswers ? 0 : -1;
     }
-    if (!valueAnswers || *size < model.size()) return -1;
+    if (*size < model.size()) return -1;
     std::memcpy(value, model.data(), model.size());
     *size = model.size();
     return 0;
   }
 
   NSOperatingSystemVersion version{};
-  std::string text = "1.2.3";
   std::int64_t architecture = 0;
-  std::string name = "program";
   std::optional<std::string> identifier;
   std::string model;  ///< with the zero byte at its end
   std::optional<std::size_t> claimedSize;
   bool sizeAnswers = true;
-  bool valueAnswers = true;
-  int questions = 0;
   std::vector<int> sysctlName;
 };
 

@@ -51,11 +51,6 @@ class Listening:
     def threads(self):
         return len(os.listdir(f"/proc/{self.process.pid}/task"))
 
-    def memory(self):
-        """Resident kilobytes."""
-        with open(f"/proc/{self.process.pid}/statm", encoding="ascii") as file:
-            return int(file.read().split()[1]) * os.sysconf("SC_PAGESIZE") // 1024
-
     def __enter__(self):
         return self
 
