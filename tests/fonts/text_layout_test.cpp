@@ -3,21 +3,21 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include <endian.h>
 #include <malloc.h>
+#include <pango/pangoft2.h>
 
 #include <JorvaneFoundation/fonts/NSString.h>
 
-#include "fonts/PangoReference.h"
 #include "support/bytes.h"
 
 namespace {
@@ -53,24 +53,16 @@ TEST(TextLayout, BreaksLinesWhereTheyAreFull) {
       {"fits", "aaaa bbbb", 9 * kLetter, 1},
       {"a hair too wide", "aaaa bbbb", 8.99 * kLetter, 2},
       {"a blank at the end of a line takes no room", "aaaa bbbb", 4 * kLetter, 2},
-      {"between words", "aaaa bbbb cccc", 9 * kLetter, 2},
       {"within a word that is too long, without a hyphen", "aaaaaaaaaaaa", 4 * kLetter, 3},
-      {"each letter by itself", "abc", kLetter, 3},
-      {"too narrow for any", "abc", 0.5, 3},
       {"no room at all", "abc", 0, 3},
       {"hardly any", "abc", 1e-300, 3},
-      {"infinite", "aaaa bbbb cccc", kInfinity, 1},
       {"more than any integer", "aaaa bbbb cccc", 1e300, 1},
       {"nothing", "", 100, 1},
-      {"nothing in no room", "", 0, 1},
-      {"a line's end alone", "\n", 100, 2},
       {"at the end", "a\n", 100, 2},
       {"each kind of line's end", "a\nb\rc\r\nd\u2028e\u2029f", 100, 6},
       {"the other way round they are two", "a\n\rb", 100, 3},
-      {"empty lines", "a\n\n\nb", 100, 4},
       {"lines break in each paragraph", "aaaa bbbb\naaaa bbbb", 4 * kLetter, 4},
       {"no-break spaces hold", "aa\u00a0bb cc", 5 * kLetter, 2},
-      {"zero width space", "aaaa\u200bbbbb", 5 * kLetter, 2},
       {"a tab goes to the next multiple of eight", "a\tb", 8 * kLetter, 2},
   };
   for (const auto& c : cases) {
@@ -80,9 +72,8 @@ TEST(TextLayout, BreaksLinesWhereTheyAreFull) {
 }
 
 TEST(TextLayout, ALineIsAsHighAsItsFont) {
-  for (const char* name : {"Liberation Sans", "Liberation Serif", "Liberation Mono", "DejaVu Sans", "DejaVu Serif",
-                           "DejaVu Sans Condensed", "DejaVuSans-BoldOblique", "DejaVu Math TeX Gyre"}) {
-    for (const double size : {0.01, 0.5, 9.0, 12.0, 13.7, 100.0, 1000.0, 1e6, 1e15}) {
+  for (const char* name : {"Liberation Serif", "DejaVu Sans Condensed", "DejaVu Math TeX Gyre"}) {
+    for (const double size : {0.01, 13.7, 1000.0, 1e15}) {
       SCOPED_TRACE(std::string(name) + " " + std::to_string(size));
       const NSFont::Pointer font = NSFont::fontWithName(name, size);
       EXPECT_NEAR(heightOf("Hxg", kInfinity, font) / font->lineHeight(), 1, 1e-3);
@@ -91,27 +82,43 @@ TEST(TextLayout, ALineIsAsHighAsItsFont) {
                 linesOf("Hello wide world of text", 600, NSFont::fontWithName(name, 100)));
     }
   }
-  EXPECT_DOUBLE_EQ(NSString::sizeWithWidth("", 10).height, NSString::sizeWithWidth("x", 10).height);
-  EXPECT_NEAR(NSString::sizeWithWidth("", 10).height, NSFont::systemFontOfSize(12)->lineHeight(), kTolerance);
+}
+
+TEST(TextLayout, TheWidthComesBackAsItIs) {
+  for (const double width : {100.25, 0.0, 1e300, -1.0, -kInfinity, std::nan("")}) {
+    SCOPED_TRACE(width);
+    const NSSize size = NSString::sizeWithWidth("ab", width);
+    EXPECT_TRUE(size.width == width || (std::isnan(size.width) && std::isnan(width)));
+    const int lines = width == 0 ? 2 : 1;  // what is no width is as wide as need be
+    EXPECT_NEAR(size.height, lines * NSFont::systemFontOfSize(12)->lineHeight(), kTolerance) << "unrounded";
+  }
 }
 
 TEST(TextLayout, SpacesParagraphs) {
   const double line = mono()->lineHeight();
   const TextAttributes attributes{{NSFontAttributeName, mono()}, {NSParagraphSpacingAttributeName, 5.0}};
-  for (const auto& [text, expected] : {std::pair{"a", line},
-                                       {"a\nb", 2 * line + 5},
-                                       {"a\r\nb\u2029c", 3 * line + 10},
-                                       {"a\u2028b", 2 * line},
-                                       {"a\n", 2 * line + 5}}) {
+  for (const auto& [text, expected] :
+       {std::pair{"a\r\nb\u2029c", 3 * line + 10}, {"a\u2028b", 2 * line}, {"a\n", 2 * line + 5}}) {
     SCOPED_TRACE(text);
     EXPECT_NEAR(NSString::sizeWithWidth(text, 100, attributes).height, expected, 3 * kTolerance);
+  }
+}
+
+TEST(TextLayout, WhatIsMissingOrOfAnotherKindIsTheDefault) {
+  const double plain = heightOf("a\nb", 40, NSFont::systemFontOfSize(12));
+  for (const TextAttributes& attributes : {TextAttributes{},
+                                           {{NSFontAttributeName, NSFont::Pointer()}},
+                                           {{NSFontAttributeName, 12.0}},
+                                           {{NSParagraphSpacingAttributeName, NSTextAlignment::right}},
+                                           {{NSParagraphSpacingAttributeName, -1.0}},
+                                           {{NSParagraphSpacingAttributeName, kInfinity}}}) {
+    EXPECT_EQ(NSString::sizeWithWidth("a\nb", 40, attributes).height, plain);
   }
 }
 
 TEST(TextLayout, OddBytesAreReplacementCharacters) {
   const std::pair<std::string, std::string> cases[] = {
       {"a\xff", "a\ufffd"},
-      {"\xe3\x81", "\ufffd\ufffd"},            // a character without its end
       {"\xed\xa0\x80", "\ufffd\ufffd\ufffd"},  // half of a pair
       {"\xc0\xaf", "\ufffd\ufffd"},            // longer than need be
       {std::string("a\0b\n\0", 5),
@@ -133,9 +140,36 @@ const char* const kScripts[] = {
     "נוסח עברי עם abc ומספרים 456 בתוכו, ועוד קצת כדי שיהיו כמה שורות.",
     "นี่คือข้อความภาษาไทยสำหรับทดสอบการตัดบรรทัดโดยไม่มีช่องว่างระหว่างคำ",
     "e\u0301a\u0308o\u0302\u0323 n\u0303i\u0308 Z\u0351\u036b\u0343a\u0328l\u0334g\u0321o",
-    "👨‍👩‍👧‍👦 family 👍🏽 hand 🇯🇵 flag ❤️ heart 😀😀😀😀😀😀😀😀",
-    "Ünïcödé ﷽ ffi ﬃ Ǆ ß ẞ",
+    "👨‍👩‍👧‍👦 family 👍🏽 hand 🇯🇵 flag ❤️ heart 😀😀😀😀😀😀😀😀 Ünïcödé ﷽ ffi ﬃ "
+    "Ǆ "
+    "ß "
+    "ẞ",
 };
+
+/// What Pango says of a text in Liberation Sans that it lays out in one piece: its height, and its lines.
+std::pair<double, int> pangoSize(std::string_view text, double width) {
+  static PangoLayout* const layout = [] {
+    PangoFontMap* const fonts = pango_ft2_font_map_new();
+    pango_ft2_font_map_set_resolution(PANGO_FT2_FONT_MAP(fonts), 72, 72);
+    PangoContext* const context = pango_font_map_create_context(fonts);
+    pango_context_set_round_glyph_positions(context, FALSE);
+    PangoLayout* const made = pango_layout_new(context);
+    PangoFontDescription* const description = pango_font_description_from_string("Liberation Sans 12");
+    pango_layout_set_font_description(made, description);
+    pango_font_description_free(description);
+    pango_layout_set_wrap(made, PANGO_WRAP_WORD_CHAR);
+    PangoAttrList* const attributes = pango_attr_list_new();
+    pango_attr_list_insert(attributes, pango_attr_insert_hyphens_new(FALSE));
+    pango_layout_set_attributes(made, attributes);
+    pango_attr_list_unref(attributes);
+    return made;
+  }();
+  pango_layout_set_width(layout, std::isinf(width) ? -1 : static_cast<int>(width * PANGO_SCALE));
+  pango_layout_set_text(layout, text.data(), static_cast<int>(text.size()));
+  PangoRectangle extents;
+  pango_layout_get_extents(layout, nullptr, &extents);
+  return {static_cast<double>(extents.height) / PANGO_SCALE, pango_layout_get_line_count(layout)};
+}
 
 TEST(TextLayout, IsPangosOwnHoweverLongTheParagraph) {
   for (const std::string text : kScripts) {
@@ -143,27 +177,23 @@ TEST(TextLayout, IsPangosOwnHoweverLongTheParagraph) {
       for (const double width : {0.0, 40.0, 60.0, 97.5, 400.0, kInfinity}) {
         if (width < 60 && paragraph != text) continue;  // lines of a letter each may break elsewhere in long ones
         SCOPED_TRACE(text + " in " + std::to_string(width));
-        const jv::test::PangoSize size = jv::test::pangoSize(paragraph, width, "Liberation Sans", 12);
-        EXPECT_NEAR(heightOf(paragraph, width, sans()), size.height + size.lines * sans()->leading(), 1e-6);
+        const auto [height, lines] = pangoSize(paragraph, width);
+        EXPECT_NEAR(heightOf(paragraph, width, sans()), height + lines * sans()->leading(), 1e-6);
       }
     }
   }
-  EXPECT_EQ(linesOf(repeated("x", 100'000), 60, NSFont::fontWithName("Liberation Mono", 10)), 100'000 / 9 + 1);
 }
 
 TEST(TextLayout, PilesOfMarksAreOneCharacter) {
   const std::string pile = std::string("e").append(repeated("\u0301", 20'000));
-  for (const double width : {0.0, 60.0, 1e4, 1e5, kInfinity}) EXPECT_EQ(linesOf(pile, width, mono()), 1) << width;
+  for (const double width : {0.0, 60.0, 1e5, kInfinity}) EXPECT_EQ(linesOf(pile, width, mono()), 1) << width;
   // The letter and four words of five make a line, with the blank that is not seen at its end.
   EXPECT_EQ(linesOf(pile + repeated(" aaaa", 100), 21.5 * 6.0009765625, mono()), 25);
-  const JVPlatform::TextStyle style{mono()->platformFont(), 0, {}};
-  const StyledText texts[] = {{pile, style}, {"b", style}};
-  EXPECT_TRUE(JVPlatform::textLayout()->picture(texts, 100, 10, 1));
 }
 
 TEST(TextLayout, AnySizeAndWidthGoTogether) {
-  for (const double size : {0.5, 1.0, 12.0, 100.0, 256.0, 1000.0, 1e6}) {
-    for (const double width : {600.0, 2e4, 5e5, 6e5, 1e6, 2e6, 1e7}) {
+  for (const double size : {0.5, 12.0, 256.0, 1e6}) {
+    for (const double width : {600.0, 2e4, 6e5, 2e6, 1e7}) {
       const double room = width / size;  // in sizes
       if (room < 2 || room > 2e4) continue;
       SCOPED_TRACE(std::to_string(size) + " in " + std::to_string(width));
@@ -178,19 +208,12 @@ TEST(TextLayout, AnySizeAndWidthGoTogether) {
   }
 }
 
-TEST(TextLayout, TabsGoOnBeyondALinesEndHoweverMany) {
-  for (const std::size_t count : {10UL, 1'000UL, 10'000UL, 1'000'000UL}) {
-    const std::string tabs(count, '\t');
-    for (const double width : {0.0, 60.0, 400.0}) {
-      SCOPED_TRACE(std::to_string(count) + " in " + std::to_string(width));
-      EXPECT_EQ(linesOf(tabs, width, mono()), 1);
-      EXPECT_EQ(linesOf("a" + tabs + "b", width, mono()), 2);
-    }
-  }
-  EXPECT_EQ(linesOf(std::string(10'000, '\t'), 1e6, NSFont::fontWithName("Liberation Mono", 256)), 1);
-}
-
 TEST(TextLayout, HugeTextsAreLaidOut) {
+  for (const std::size_t count : {20UL, 1'000UL, 200'000UL}) {
+    std::string tabs(count, '\t');
+    tabs.front() = tabs.back() = 'a';
+    for (const double width : {0.0, 400.0}) EXPECT_EQ(linesOf(tabs, width, mono()), 2) << "beyond a line's end";
+  }
   constexpr std::size_t kSize = 10'000'000;
   EXPECT_EQ(linesOf(repeated("aaaa bbbb ", kSize / 10), kInfinity, mono()), 1);
   EXPECT_EQ(linesOf(repeated(std::string(199, 'a') + '\n', kSize / 200), 1e6, mono()), kSize / 200 + 1);
@@ -204,9 +227,9 @@ TEST(TextLayout, ThreadsGetTheSameSizes) {
     std::vector<std::jthread> threads;
     for (std::size_t thread = 0; thread < 4; ++thread) {
       threads.emplace_back([&expected, thread] {
-        for (std::size_t i = 0; i < 2 * expected.size(); ++i) {
+        for (std::size_t i = 0; i < expected.size(); ++i) {
           const std::size_t which = (i + thread) % expected.size();
-          ASSERT_EQ(heightOf(kScripts[which], 80, sans()), expected[which]) << kScripts[which];
+          EXPECT_EQ(heightOf(kScripts[which], 80, sans()), expected[which]) << kScripts[which];
         }
       });
     }
@@ -219,63 +242,38 @@ TEST(TextLayout, NothingStaysBehind) {
     for (int i = 0; i < 20; ++i) {
       for (const char* text : kScripts) (void)heightOf(text, 80, sans());
       (void)mono()->boldItalicFont()->fullDisplayName();
-      (void)NSFont::systemFontOfSize(12 + i);
-      (void)NSFont::fontWithName("No Such Font", 12);
+      (void)NSFont::fontWithName("No Such Font", 12 + i);
     }
   };
-  const auto workOnThreads = [&work] {
-    for (int round = 0; round < 5; ++round) {
-      const std::jthread one(work), other(work);
-    }
-  };
-  work();
-  workOnThreads();
-  const std::size_t before = mallinfo2().uordblks;
-  for (int i = 0; i < 5; ++i) work();
-  workOnThreads();
-  const std::size_t after = mallinfo2().uordblks;
+  std::size_t used[2];
+  for (std::size_t& each : used) {
+    for (int round = 0; round < 5; ++round) const std::jthread thread(work);
+    each = mallinfo2().uordblks;
+  }
   // A pattern of fontconfig's takes about 500 bytes, a thread's fonts more than a million.
-  EXPECT_LT(static_cast<double>(after) - static_cast<double>(before), 40'000);
+  EXPECT_LT(static_cast<double>(used[1]) - static_cast<double>(used[0]), 40'000);
 }
 #endif
-
-/// Columns and rows of a PNG file; nothing when it is none.
-std::pair<std::uint32_t, std::uint32_t> sidesOf(const std::vector<std::uint8_t>& file) {
-  const auto numberAt = [&file](std::size_t at) {
-    return std::uint32_t{file[at]} << 24 | std::uint32_t{file[at + 1]} << 16 | std::uint32_t{file[at + 2]} << 8 |
-           file[at + 3];
-  };
-  if (file.size() < 24 || std::memcmp(file.data(), "\x89PNG\r\n\x1a\n", 8) != 0) return {};
-  return {numberAt(16), numberAt(20)};
-}
 
 TEST(TextLayout, DrawsPictures) {
   const auto layout = JVPlatform::textLayout();
   JVPlatform::TextStyle style;
   style.font = mono()->platformFont();
   const StyledText texts[] = {{"one\ntwo", style}, {"three", style}};
-  const double height = 3 * mono()->lineHeight();
-  for (const double scale : {0.5, 1.0, 2.5}) {
-    const auto picture = layout->picture(texts, 100, 10, scale);
-    ASSERT_TRUE(picture);
-    const auto [columns, rows] = sidesOf(*picture);
-    EXPECT_EQ(columns, std::ceil(100 * scale));
-    EXPECT_NEAR(rows, (height + 20) * scale, 1);
-  }
+  const auto picture = layout->picture(texts, 100, 10, 2.5);
+  ASSERT_TRUE(picture && picture->size() > 24);
+  EXPECT_EQ(std::memcmp(picture->data(), "\x89PNG\r\n\x1a\n", 8), 0);
+  std::uint32_t sides[2];
+  std::memcpy(sides, picture->data() + 16, sizeof sides);
+  EXPECT_EQ(be32toh(sides[0]), 250);
+  EXPECT_NEAR(be32toh(sides[1]), (3 * mono()->lineHeight() + 20) * 2.5, 1);
   const StyledText tall[] = {{"a\nb", {NSFont::fontWithName("DejaVu Sans", 1e5)->platformFont(), 0, {}}}};
   EXPECT_FALSE(layout->picture(tall, 100, 0, 1));
-  for (const double width : {0.0, -1.0, 1e6, kInfinity, std::nan("")})
-    EXPECT_FALSE(layout->picture(texts, width, 0, 1));
-  for (const double scale : {0.0, -1.0, 1e6, kInfinity, std::nan("")})
-    EXPECT_FALSE(layout->picture(texts, 100, 0, scale));
-  for (const double margin : {-1.0, 50.0, kInfinity, std::nan("")})
-    EXPECT_FALSE(layout->picture(texts, 100, margin, 1));
-}
-
-TEST(NoInstalledFonts, GiveNoText) {
-  EXPECT_EQ(JVPlatform::textLayout()->usedRect("text", 100, {}), std::nullopt);
-  EXPECT_EQ(NSString::sizeWithWidth("text", 100).width, 100);
-  EXPECT_EQ(NSString::sizeWithWidth("text", 100).height, 0);
+  for (const double wrong : {-1.0, 1e6, kInfinity, std::nan("")}) {
+    EXPECT_FALSE(layout->picture(texts, wrong, 10, 1)) << "width";
+    EXPECT_FALSE(layout->picture(texts, 100, wrong, 1)) << "margin";
+    EXPECT_FALSE(layout->picture(texts, 100, 10, wrong)) << "scale";
+  }
 }
 
 }  // namespace
