@@ -1,4 +1,4 @@
-"""viewer_picture.py VIEWER PICTURE: makes the picture of the viewer in the documentation, a PNG file.
+"""picture.py VIEWER PICTURE: makes the picture of the viewer in the documentation, a PNG file.
 
 Needs ImageMagick, and the fonts of the packages fonts-noto-core and fonts-noto-cjk."""
 
@@ -8,8 +8,10 @@ import subprocess
 import sys
 import tempfile
 
-from viewer_driver import Viewer
-from x_server import XServer
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tests/examples"))
+
+from viewer_driver import Viewer  # noqa: E402  (the folder is known only now)
+from x_server import XServer  # noqa: E402
 
 FONTS = """<?xml version="1.0"?><!DOCTYPE fontconfig SYSTEM "fonts.dtd"><fontconfig>
 <include ignore_missing="yes">/etc/fonts/fonts.conf</include>
