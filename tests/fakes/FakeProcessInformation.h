@@ -5,7 +5,6 @@
 
 #include <cstring>
 #include <string>
-#include <vector>
 
 namespace jvtest {
 
@@ -15,11 +14,10 @@ struct FakeProcessInformation final : JVPlatform::ProcessInformation {
   std::int64_t executableArchitecture() override { return architecture; }
   std::string processName() override { return "program"; }
   std::optional<std::string> bundleIdentifier() override { return identifier; }
-  int sysctl(std::span<const int> asked, void* value, std::size_t* size) override {
-    sysctlName.assign(asked.begin(), asked.end());
+  int sysctl(std::span<const int>, void* value, std::size_t* size) override {
     if (!value) {
       *size = claimedSize.value_or(model.size());
-      return sizeAnswers ? 0 : -1;
+      return 0;
     }
     if (*size < model.size()) return -1;
     std::memcpy(value, model.data(), model.size());
@@ -32,8 +30,6 @@ struct FakeProcessInformation final : JVPlatform::ProcessInformation {
   std::optional<std::string> identifier;
   std::string model;  ///< with the zero byte at its end
   std::optional<std::size_t> claimedSize;
-  bool sizeAnswers = true;
-  std::vector<int> sysctlName;
 };
 
 }  // namespace jvtest

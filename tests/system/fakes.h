@@ -17,36 +17,27 @@ struct FakeAddressBook final : JVPlatform::AddressBook {
   std::optional<JVPlatform::ABPerson> card;
 };
 
+/// Has one service.
 struct FakeDeviceRegistry final : JVPlatform::DeviceRegistry {
-  using Properties = std::optional<JVFoundation::Value>;
-
-  std::unique_ptr<JVPlatform::IOIterator> IOServiceGetMatchingServices(std::string_view name) override {
-    return name == "IOHIDSystem" ? std::make_unique<Iterator>(services) : nullptr;
-  }
-
-  std::vector<Properties> services;
-
- private:
   struct Entry final : JVPlatform::IORegistryEntry {
-    explicit Entry(Properties all) : properties(std::move(all)) {}
-    Properties IORegistryEntryCreateCFProperties() override { return properties; }
-    Properties properties;
+    explicit Entry(FakeDeviceRegistry& own) : registry(own) {}
+    std::optional<JVFoundation::Value> IORegistryEntryCreateCFProperties() override { return registry.properties; }
+    FakeDeviceRegistry& registry;
   };
   struct Iterator final : JVPlatform::IOIterator {
-    explicit Iterator(const std::vector<Properties>& all) : left(all.begin(), all.end()) {}
-    std::unique_ptr<JVPlatform::IORegistryEntry> IOIteratorNext() override {
-      if (left.empty()) return nullptr;
-      auto next = std::make_unique<Entry>(left.front());
-      left.pop_front();
-      return next;
-    }
-    std::deque<Properties> left;
+    explicit Iterator(FakeDeviceRegistry& own) : next(std::make_unique<Entry>(own)) {}
+    std::unique_ptr<JVPlatform::IORegistryEntry> IOIteratorNext() override { return std::move(next); }
+    std::unique_ptr<Entry> next;
   };
+  std::unique_ptr<JVPlatform::IOIterator> IOServiceGetMatchingServices(std::string_view) override {
+    return std::make_unique<Iterator>(*this);
+  }
+  std::optional<JVFoundation::Value> properties;
 };
 
 struct FakeSystemLog final : JVPlatform::SystemLog {
-  void log(std::string_view text) noexcept override { lines.emplace_back(text); }
-  std::vector<std::string> lines;
+  void log(std::string_view text) noexcept override { last = text; }
+  std::string last;
 };
 
 using InstalledProcessInformation = Installed<FakeProcessInformation, JVPlatform::installProcessInformation>;

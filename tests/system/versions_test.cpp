@@ -31,7 +31,6 @@ TEST(OperatingSystemVersion, ReadsThreePartsAndNoOtherNumber) {
       {"rubbish behind the number", "10.15.7beta", {10, 15, 7}},
       {"white space around", " 10.\t15 .\n7 ", {10, 15, 7}},
       {"signs", "+1.-2.+-3", {1, -2, 0}},
-      {"zeros in front", "010.0015.0", {10, 15, 0}},
       {"the largest and the smallest", "9223372036854775807.-9223372036854775808.0", {kMost, kLeast, 0}},
       {"beyond them", "9223372036854775808.-99999999999999999999999.1", {kMost, kLeast, 1}},
   };
@@ -99,11 +98,7 @@ struct OwnText final : NSProcessInfo {
 };
 
 TEST(SystemDescription, NamesSystemVersionAndArchitectureOnce) {
-  for (const auto& [code, name] : {std::pair{7, "i386"},
-                                   {0x12, "PPC"},
-                                   {0x1000007, "x86_64"},
-                                   {0x1000012, "PPC64"},
-                                   {0x100000C, "(unknown architecture)"}}) {
+  for (const auto& [code, name] : {std::pair{0x1000007, "x86_64"}, {0x100000C, "(unknown architecture)"}}) {
     inOwnProcess([code, name] {
       const jvtest::InstalledProcessInformation fake;
       fake->architecture = code;
@@ -116,18 +111,16 @@ TEST(SystemDescription, NamesSystemVersionAndArchitectureOnce) {
 
 TEST(SystemIntegrityProtection, IsWhatTheToolSays) {
   const struct {
-    const char* why;
     std::int32_t status;
     const char* output;
     bool enabled, kept;
   } cases[] = {
-      {"on", 0, "System Integrity Protection status: enabled.\n", true, true},
-      {"another case", 0, ": Enabled.", false, true},
-      {"no full stop", 0, ": enabled", false, true},
-      {"failed", 1, ": enabled.", false, false},
+      {0, "System Integrity Protection status: enabled.\n", true, true},
+      {0, ": enabled", false, true},
+      {1, ": enabled.", false, false},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.why);
+    SCOPED_TRACE(c.output);
     inOwnProcess([&c] {
       const auto fake = std::make_shared<jvtest::FakeProcess>();
       const jvtest::InstalledProcess installed(fake);
