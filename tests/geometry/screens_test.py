@@ -49,12 +49,9 @@ class Probe:
         assert line_feed == "\n", "the probe has gone"
         return [(name, *map(float, numbers)) for name, *numbers in (screen.split(" ") for screen in screens)]
 
-    def wait_for(self, expected):
+    def wait_for(self, *expected):
         """Asks until the list is as @expected; for what takes effect in its own time."""
-        eventually(lambda: self.list() == expected)
-
-    def descriptors(self):
-        return len(os.listdir(f"/proc/{self.process.pid}/fd"))
+        eventually(lambda: self.list() == [*expected])
 
     def loaded(self):
         maps = pathlib.Path(f"/proc/{self.process.pid}/maps").read_text(encoding="utf-8")
@@ -71,14 +68,12 @@ class Screens(unittest.TestCase):
     def test_one_that_ends(self):
         with self.probe("1440x900+0+0") as (server, probe):
             self.assertEqual(probe.loaded(), [], "nothing before the first question")
-            descriptors = probe.descriptors()
             self.assertEqual(len(probe.list()), 1)
             self.assertEqual(probe.loaded(), [SYSTEM])
             server.end()
             self.assertEqual(probe.list(), [])
-            self.assertLessEqual(probe.descriptors(), descriptors)
             with self.restart(server):
-                probe.wait_for([(self.first, 0, 0, 1440, 900, 1)])
+                probe.wait_for((self.first, 0, 0, 1440, 900, 1))
 
     def test_one_that_does_not_answer(self):
         with self.probe("1440x900+0+0") as (server, probe):
@@ -89,7 +84,7 @@ class Screens(unittest.TestCase):
                 self.assertEqual(newcomer.list(), [], "while connecting")
                 server.answer_again()
                 for each in probe, newcomer:
-                    each.wait_for([(self.first, 0, 0, 1440, 900, 1)])
+                    each.wait_for((self.first, 0, 0, 1440, 900, 1))
 
 
 class X11(Screens):
@@ -116,7 +111,6 @@ class X11(Screens):
             for minor, expected in [
                 (5, [("A", 0, 0, 800, 600, 1), ("B", 800, 400, 200, 200, 1)]),
                 (3, [("screen", 0, 0, 1280, 1024, 1)]),  # the output that carries A
-                (2, [("screen", 0, 0, 1280, 1024, 1)]),
                 (1, [("", 0, 0, 1280, 1024, 1)]),
             ]:
                 listener = socket.create_server(("127.0.0.1", 0))
@@ -146,27 +140,26 @@ class Wayland(Screens):
     def older(self, compositor, versions):
         """Something between it and who asks, and the outputs that it offers."""
         folder, name = compositor.environment["XDG_RUNTIME_DIR"], compositor.environment["WAYLAND_DISPLAY"]
-        environment = {"XDG_RUNTIME_DIR": folder, "WAYLAND_DISPLAY": f"older-{id(versions)}"}
         listener, outputs = socket.socket(socket.AF_UNIX), []
-        listener.bind(f"{folder}/{environment['WAYLAND_DISPLAY']}")
+        listener.bind(f"{folder}/older")
         listener.listen()
-        with Between(listener, f"{folder}/{name}", older_wayland(versions, outputs)) as between:
-            with Probe(environment) as probe:
-                yield between, outputs, probe
+        with Between(listener, f"{folder}/{name}", older_wayland(versions, outputs)) as between, \
+                Probe({"WAYLAND_DISPLAY": f"{folder}/older"}) as probe:
+            yield between, outputs, probe
+        os.unlink(f"{folder}/older")
 
     def test_changes(self):
         with self.probe("1440x900+0+0", "1920x1200+1440+0@1.25") as (compositor, probe):
             first = (ONE, 0, 0, 1440, 900, 1)
-            probe.wait_for([first, (TWO, 1440, -60, 1536, 960, 1.25)])
+            probe.wait_for(first, (TWO, 1440, -60, 1536, 960, 1.25))
             for command, second in [
-                ("pos 0 900 scale 1.5", (TWO, 0, -800, 1280, 800, 1.5)),
-                ("transform 90", (TWO, 0, -1280, 800, 1280, 1.5)),
+                ("pos 0 900 scale 1.5 transform 90", (TWO, 0, -1280, 800, 1280, 1.5)),
                 ("resolution 800x600 transform normal scale 2", (TWO, 0, -300, 400, 300, 2)),
             ]:
                 compositor.command(f"output {TWO} {command}")
-                probe.wait_for([first, second])
+                probe.wait_for(first, second)
             compositor.command(f"output {ONE} pos 2000 900")
-            probe.wait_for([(TWO, 0, 0, 400, 300, 2), (ONE, 2000, -600, 1440, 900, 1)])  # nearer to the origin
+            probe.wait_for((TWO, 0, 0, 400, 300, 2), (ONE, 2000, -600, 1440, 900, 1))  # nearer to the origin
 
     def test_outputs_that_go(self):
         with WaylandCompositor("1440x900+0+0", "1920x1080+1440+0") as compositor, \
@@ -177,7 +170,7 @@ class Wayland(Screens):
                 self.assertEqual(probe.list(), left)
             compositor.command("create_output")
             compositor.command("output HEADLESS-3 resolution 640x480 pos 5000 0")
-            probe.wait_for([("HEADLESS-3", 0, 0, 640, 480, 1)])
+            probe.wait_for(("HEADLESS-3", 0, 0, 640, 480, 1))
 
     def test_older_compositors(self):
         placed = [(0, 0, 1440, 900, 1), (1440, -180, 1920, 1080, 2)]

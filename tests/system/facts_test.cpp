@@ -58,27 +58,6 @@ TEST(UserEmail, IsThePrimaryOneOrTheFirstThatIsNotEmpty) {
   }
 }
 
-TEST(ComputerModel, IsEmptyWhereSomethingFails) {
-  const struct {
-    const char* why;
-    std::string model, expected;
-    std::optional<std::size_t> claimedSize = {};
-  } cases[] = {
-      {"ends at its first zero byte", std::string("Box\0more\0", 9), "Box"},
-      {"not UTF-8", std::string("B\xF6x", 4), ""},
-      {"more than there is memory for", "Box", "", std::numeric_limits<std::size_t>::max()},
-      {"larger than thought", "Box", "", 2},
-      {"smaller than thought", "Box", "Box", 100},
-  };
-  const jvtest::InstalledProcessInformation process;
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.why);
-    process->model = c.model;
-    process->claimedSize = c.claimedSize;
-    EXPECT_EQ(JVUtilities::computerModel(), c.expected);
-  }
-}
-
 /// "interface address"
 std::string networkState() {
   std::string interface = "untouched";
@@ -88,25 +67,18 @@ std::string networkState() {
 
 TEST(IPAddress, IsThatOfTheFirstActiveInterface) {
   const jvtest::InstalledSystemConfiguration system;
-  system->addInterface("lan", false, {"192.0.2.1"});
-  EXPECT_EQ(networkState(), "en0 127.0.0.1") << "none active";
-  system->addInterface("wlan", true, {"192.0.2.2", "192.0.2.3"});
-  system->addInterface("later", true, {"192.0.2.4"});
-  EXPECT_EQ(networkState(), "wlan 192.0.2.2");
-  system->set("State:/Network/Interface/wlan/IPv4", Dictionary{{"Addresses", Value::Array{}}});
-  EXPECT_EQ(networkState(), "wlan 127.0.0.1") << "active, without an address: the search ends there";
-}
-
-TEST(IPAddress, TakesWhatIsOfAnotherKindAsMissing) {
-  const jvtest::InstalledSystemConfiguration system;
   const std::string list = "State:/Network/Interface";
   system->set(list, Dictionary{{"Interfaces", "lan"}});
-  EXPECT_EQ(networkState(), "en0 127.0.0.1");
-  system->addInterface("lan", true, {"192.0.2.1"});
-  system->set(list, Dictionary{{"Interfaces", Value::Array{7, "", "lan"}}});
-  EXPECT_EQ(networkState(), "lan 192.0.2.1");
+  EXPECT_EQ(networkState(), "en0 127.0.0.1") << "no list";
+  system->addInterface("lan", false, {"192.0.2.1"});
+  EXPECT_EQ(networkState(), "en0 127.0.0.1") << "none active";
   system->set(list + "/lan/Link", Dictionary{{"Active", "yes"}});
-  EXPECT_EQ(networkState(), "en0 127.0.0.1");
+  EXPECT_EQ(networkState(), "en0 127.0.0.1") << "of another kind";
+  system->addInterface("wlan", true, {7, "", "192.0.2.2", "192.0.2.3"});
+  system->addInterface("later", true, {"192.0.2.4"});
+  EXPECT_EQ(networkState(), "wlan 192.0.2.2");
+  system->set(list + "/wlan/IPv4", Dictionary{{"Addresses", Value::Array{}}});
+  EXPECT_EQ(networkState(), "wlan 127.0.0.1") << "active, without an address: the search ends there";
 }
 
 Value::Data bytesOf(std::int64_t count, std::size_t size) {

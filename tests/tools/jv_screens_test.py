@@ -50,20 +50,13 @@ class Screens(ToolTest):
         objects = [json.loads(line) for line in self.run_jv("--json").splitlines()]
         self.assertEqual(objects[1], {"number": 2, "name": "B", "x": 1440, "y": -180, "width": 1920, "height": 1080,
                                       "scale": 1})
-        self.assertEqual(len(objects), 3)
-
-    def test_point(self):
         self.assertEqual(self.run_jv("--at=-5e3,-1000").split(), [*LINES[2].split(), "nearest"])
         self.assertFalse(json.loads(self.run_jv("--json", "--at", "-5e3,-1000"))["inside"])
-        self.assertEqual(self.run_jv("--at", "1439.5,10").split(), LINES[0].split())
 
     def test_map(self):
         self.assertEqual(self.run_jv("--map"), MAP)
-        plain = "".join({"│": "|", "─": "-"}.get(c, c if c < "\x80" else "+") for c in MAP)
-        self.assertEqual(self.run_jv("--map", locale="C"), plain)
-        marked = self.run_jv("--map", "--at", "200,-200")
-        self.assertEqual([(line.index("*"), row) for row, line in enumerate(marked.splitlines()) if "*" in line],
-                         [(4, 12)])
+        marked = self.run_jv("--map", "--at", "200,-200", locale="C").splitlines()
+        self.assertEqual((marked[0], marked[12]), ("+" + "-" * 29 + "+" + "-" * 40 + "+", "|400*400|"))
 
     def test_no_display(self):
         result = jv("screens", "--at", "1,1", env={"DISPLAY": ":no\x1b"})

@@ -69,15 +69,11 @@ class Watch(ToolTest):
                 time.sleep(0.15)  # so that there are batches of their own
             eventually(lambda: set(self.log.read_bytes().split(b"\0")) == {*expected, b""})
 
-    def test_ends_unless_the_signal_was_ignored_before(self):
+    def test_ends(self):
         for how in signal.SIGTERM, signal.SIGHUP:
             with Watching(self.root) as watching:
                 watching.process.send_signal(how)
                 self.assertEqual(watching.process.wait(BOUND), 0)
-        with Watching(self.root, through=["nohup"]) as watching:
-            watching.process.send_signal(signal.SIGHUP)
-            (self.root / "file").touch()
-            self.assertTrue(watching.line())
 
     def test_output_that_cannot_be_written(self):
         with Watching(self.root, through=["sh", "-c", 'exec "$0" "$@" >/dev/full']) as watching:
