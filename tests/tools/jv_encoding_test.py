@@ -3,9 +3,8 @@
 import json
 import os
 import subprocess
-import unittest
 
-from support import BOUND, JV, ToolTest, jv
+from support import BOUND, JV, ToolTest, jv, main
 
 TEXT = "日本語のテキスト\n"
 # name: contents, encoding, number, line breaks, rule
@@ -109,4 +108,4 @@ class Encoding(ToolTest):
         self.assertEqual((result.stdout, result.stderr), (b"list: ASCII (1)\n", b""))
 
 
-unittest.main()
+main()

@@ -3,9 +3,8 @@
 import json
 import os
 import sys
-import unittest
 
-from support import SANITIZED, ToolTest, jv
+from support import SANITIZED, ToolTest, jv, main
 import with_fonts
 
 
@@ -72,4 +71,4 @@ class Fonts(ToolTest):
 if with_fonts.missing():
     print("skipped, not installed:", *with_fonts.missing())
     sys.exit(with_fonts.SKIPPED)
-unittest.main()
+main()

@@ -6,9 +6,8 @@ import os
 import pty
 import select
 import signal
-import unittest
 
-from support import BOUND, JV, NOWHERE, ToolTest, jv
+from support import BOUND, JV, NOWHERE, ToolTest, jv, main
 
 APP = "--service", "app", "--account", "a"
 
@@ -98,4 +97,4 @@ class InVault(ToolTest):
             self.assertNotIn(b"secret", result.stderr)
 
 
-unittest.main()
+main()

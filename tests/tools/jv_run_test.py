@@ -2,9 +2,8 @@
 
 import json
 import os
-import unittest
 
-from support import ToolTest, jv
+from support import ToolTest, jv, main
 
 # Both ways of running show the same.
 WAYS = [], ["--async"]
@@ -59,4 +58,4 @@ class Run(ToolTest):
                             "--directory", "/no/such", "--", "true")
 
 
-unittest.main()
+main()

@@ -4,9 +4,8 @@ started."""
 import json
 import os
 import sys
-import unittest
 
-from support import ToolTest, jv
+from support import ToolTest, jv, main
 from processes import Missing
 from x_server import XServer
 
@@ -67,7 +66,7 @@ class Screens(ToolTest):
 try:
     with XServer(*MONITORS) as server:
         Screens.environment.update(server.environment)
-        unittest.main()
+        main()
 except Missing as missing:
     print(missing)
     sys.exit(77)

@@ -6,9 +6,8 @@ import pathlib
 import signal
 import subprocess
 import time
-import unittest
 
-from support import BOUND, JV, ToolTest
+from support import BOUND, JV, ToolTest, main
 from listening import eventually
 
 
@@ -114,4 +113,4 @@ class Watch(ToolTest):
             watching.read_until_told({f"{folder}/new/deep/file" for folder in folders})
 
 
-unittest.main()
+main()

@@ -1,5 +1,6 @@
-"""What the tests of the tool share: how it is started. Each test is called with JV [sanitized]."""
+"""What the tests with the tool share: how it is started. Each test is called with JV [sanitized]."""
 
+import json
 import os
 import pathlib
 import shutil
@@ -10,8 +11,8 @@ import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
 
-JV = os.path.abspath(sys.argv.pop(1))
-SANITIZED = "sanitized" in sys.argv and bool(sys.argv.pop())
+JV = os.path.abspath(sys.argv[1])
+SANITIZED = "sanitized" in sys.argv
 BOUND = 60  # seconds, for whatever ought to end by itself
 NO_BUS = dict.fromkeys(("DBUS_SYSTEM_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"), "unix:path=/no/such/bus")
 NOWHERE = {**os.environ, **NO_BUS}
@@ -42,3 +43,16 @@ class ToolTest(unittest.TestCase):
             result = jv(*arguments, stdout=full, **options)
         self.assertEqual(result.returncode, 3)
         self.assertRegex(result.stderr, rb"^jv \S+: (standard output|cannot write): No space left on device\n$")
+
+
+def facts(**options):
+    """All that `jv info` knows, as (value, origin) by name."""
+    done = jv("info", "--json", **options)
+    assert (done.returncode, done.stderr) == (0, b""), done
+    lines = map(json.loads, done.stdout.splitlines())
+    return {line["fact"]: (line["value"], line["origin"]) for line in lines if "fact" in line}
+
+
+def main():
+    """Runs the tests. The arguments are taken only now: before, a test may have to start itself anew with them."""
+    unittest.main(module="__main__", argv=sys.argv[:1])

@@ -1,11 +1,14 @@
 #include <JorvaneFoundation/geometry/JVGeometry.h>
 #include <JorvaneFoundation/geometry/rectangles.h>
+#include <JorvaneFoundation/geometry/screen_lookup.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
+#include <vector>
 
 namespace {
 
@@ -16,6 +19,8 @@ Two numbersOf(NSPoint point) { return {point.x, point.y}; }
 Four numbersOf(NSRect rect) { return {rect.origin.x, rect.origin.y, rect.size.width, rect.size.height}; }
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kLargest = std::numeric_limits<double>::max();
+const double kNaN = std::nan("");
 
 TEST(Rectangles, FromAnyTwoOppositeCorners) {
   const Four expected = {4, 20, 6, 10};
@@ -34,7 +39,7 @@ TEST(Rectangles, AdjustPointsToTheEdges) {
   EXPECT_EQ(numbersOf(JVPointAdjustInRect({15, -kInfinity}, kSquare)), (Two{10, 0}));
   EXPECT_EQ(numbersOf(JVPointAdjustInRect({10, 4}, kSquare)), (Two{10, 4})) << "on a high edge, which belongs to it";
   EXPECT_EQ(numbersOf(JVPointAdjustInRect({5, 12}, {{10, 10}, {-8, -8}})), (Two{10, 2})) << "a negative size";
-  EXPECT_TRUE(std::isnan(JVPointAdjustInRect({std::nan(""), 0}, kSquare).x));
+  EXPECT_TRUE(std::isnan(JVPointAdjustInRect({kNaN, 0}, kSquare).x));
 }
 
 TEST(Rectangles, CornersAndMiddles) {
@@ -98,6 +103,39 @@ TEST(CenteredRect, KeepsTheOrderOfItsArithmetic) {
   const NSRect point = JVGeometry::centeredRect({{0, 0}, {0, 0}}, {{0, 0}, {10, 10}}, true, true);
   EXPECT_EQ(point.size.width, 10);
   EXPECT_TRUE(std::isnan(point.size.height));
+}
+
+TEST(ScreenForPoint, IsTheFirstThatHoldsItElseTheNearest) {
+  const std::vector<NSRect> pair = {{{0, 0}, {1440, 900}}, {{1440, 0}, {1920, 1080}}};
+  const struct {
+    const char* why;
+    std::vector<NSRect> frames;
+    NSPoint point;
+    std::ptrdiff_t expected;
+  } cases[] = {
+      {"low edge", pair, {1440, 10}, 1},
+      {"just below it", pair, {1439.5, 10}, 0},
+      {"above the smaller one, nearer to it", pair, {1400, 920}, 0},
+      {"above the smaller one, nearer to the other", pair, {1430, 1000}, 1},
+      {"high edge of the last one", pair, {3360, 1080}, 1},
+      {"overlapping, the first wins", {{{0, 0}, {100, 100}}, {{50, 50}, {10, 10}}}, {55, 55}, 0},
+      {"holding it wins over distance 0", {{{0, 0}, {100, 100}}, {{100, 0}, {9, 9}}}, {100, 5}, 1},
+      {"equally near, the first wins", {{{0, 0}, {100, 100}}, {{200, 0}, {100, 100}}}, {150, 50}, 0},
+      {"by both ways, not the straight line", {{{0, 0}, {100, 100}}, {{240, 100}, {100, 100}}}, {150, 150}, 1},
+      {"infinitely far", pair, {-kInfinity, kInfinity}, 0},
+      {"no number", pair, {kNaN, 0}, 0},
+      {"at the largest distance, the later one is taken",
+       {{{-kLargest, 0}, {0, 0}}, {{-kLargest, 0}, {0, 0}}},
+       {0, 0},
+       1},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.why);
+    std::vector<std::shared_ptr<const JVFoundation::NSScreen>> screens;
+    for (const NSRect& frame : c.frames) screens.push_back(JVFoundation::NSScreen::create(frame));
+    EXPECT_EQ(std::ranges::find(screens, JVScreenForPoint(c.point, screens)) - screens.begin(), c.expected);
+  }
+  EXPECT_EQ(JVScreenForPoint({0, 0}, {}), nullptr) << "no screens";
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-"""services_test.py JV: `jv info` and `jv listen` with the desktop's services on private buses, and an X server."""
+"""jv_services_test.py JV [sanitized]: `jv info` and `jv listen` with the desktop's services on private buses, and an X
+server."""
 
 import os
 import pathlib

@@ -1,4 +1,4 @@
-"""network_test.py JV: `jv listen` and `jv info` on a network and under names that change."""
+"""jv_network_test.py JV [sanitized]: `jv listen` and `jv info` on a network and under names that change."""
 
 import pathlib
 import subprocess
