@@ -36,10 +36,8 @@ class Probe:
         return self
 
     def __exit__(self, *_):
-        self.process.stdin.close()
-        status = self.process.wait(BOUND)
-        self.process.stdout.close()
-        assert status == 0, f"the probe ended with {status}"
+        self.process.communicate(timeout=BOUND)
+        assert self.process.returncode == 0, f"the probe ended with {self.process.returncode}"
 
     def list(self):
         """Each screen as (name, x, y, width, height, scale)."""

@@ -6,8 +6,6 @@
 #include <cstring>
 #include <limits>
 
-#include <JorvaneFoundation/platform/FactOrigin.h>
-
 #include "system/fakes.h"
 
 using JVFoundation::Dictionary;
@@ -17,14 +15,6 @@ using JVPlatform::ABMultiValue;
 namespace {
 
 using Text = std::optional<std::string>;
-
-TEST(Origins, AreThoseOfTheImplementationInUse) {
-  using JVPlatform::Fact;
-  static_cast<void>(JVPlatform::processInformation()->operatingSystemVersion());
-  EXPECT_EQ(JVPlatform::originOf(Fact::systemVersion), "kernel's release");
-  const jvtest::InstalledProcessInformation own;
-  EXPECT_EQ(JVPlatform::originOf(Fact::systemVersion), "");
-}
 
 TEST(UserName, JoinsWhatThereIs) {
   const jvtest::InstalledAddressBook book;

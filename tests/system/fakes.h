@@ -1,7 +1,6 @@
 /// The fakes of this room, each with what puts it in use for the length of a test.
 #pragma once
 
-#include "fakes/FakeProcess.h"
 #include "fakes/FakeProcessInformation.h"
 #include "fakes/FakeSystemConfiguration.h"
 #include "support/installed.h"

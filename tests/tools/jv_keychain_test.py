@@ -90,7 +90,7 @@ class InVault(ToolTest):
         self.assertIn(b"given up", shown)
 
     def test_without_any_service(self):
-        for arguments in (["get", *APP], ["save", *APP], ["delete", *APP], ["list", "--host", "h"], ["status"]):
+        for arguments in ["get", *APP], ["save", *APP], ["list", "--host", "h"], ["status"]:
             result = jv("keychain", *arguments, env=NOWHERE, input=b"secret")
             self.assertEqual((result.returncode, result.stdout), (3, b""), arguments)
             self.assertIn(b"-25291", result.stderr)

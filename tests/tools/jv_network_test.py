@@ -68,20 +68,20 @@ class Names(unittest.TestCase):
 
         kernel = "kernel's host name"
         steps = [
-            ("a name for people", lambda: info.write_text("PRETTY_HOSTNAME=Box\n"), "Box", "/etc/machine-info"),
-            ("the host name behind it", lambda: static.write_text("static\n"), None, None),
-            ("taken back", info.unlink, "static", "/etc/hostname"),
-            ("the kernel's behind it", lambda: name("kernel1"), None, None),
-            ("no host name", static.unlink, "kernel1", kernel),
-            ("the kernel's", lambda: name("kernel2.example.org"), "kernel2", kernel),
-            ("one that says nothing", lambda: name("localhost"), "Computer", None),
+            (lambda: info.write_text("PRETTY_HOSTNAME=Box\n"), "Box", "/etc/machine-info"),
+            (lambda: static.write_text("static\n"), None, None),
+            (info.unlink, "static", "/etc/hostname"),
+            (lambda: name("kernel1"), None, None),
+            (static.unlink, "kernel1", kernel),
+            (lambda: name("kernel2.example.org"), "kernel2", kernel),
+            (lambda: name("localhost"), "Computer", None),
         ]
         with Listening(JV) as listening:
-            for why, change, told, origin in steps:
+            for change, told, origin in steps:
                 change()
                 if told:
-                    self.assertEqual(listening.next(), (NAME, told), why)
-                    self.assertEqual(facts()["computer name"], (told, origin), why)
+                    self.assertEqual(listening.next(), (NAME, told))
+                    self.assertEqual(facts()["computer name"], (told, origin))
             self.assertEqual(listening.waiting(), [])
 
 

@@ -40,9 +40,6 @@ class Usage(ToolTest):
         for arguments in ["info"], ["run", "--", "echo", "text"]:
             self.expect_complaint_when_nobody_reads(*arguments, env=NOWHERE)
 
-    def test_version(self):
-        self.assertRegex(jv("--version").stdout, rb"^jv 1\.0\.0\n$")
-
     def test_info_says_the_same_to_people_and_machines(self):
         people, machines = jv("info", env=ALONE), jv("info", "--json", env=ALONE)
         self.assertEqual((people.returncode, people.stderr, machines.returncode, machines.stderr), (0, b"", 0, b""))
