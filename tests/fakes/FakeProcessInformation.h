@@ -13,10 +13,17 @@ struct FakeProcessInformation final : JVPlatform::ProcessInformation {
   std::int64_t executableArchitecture() override { return 0; }
   std::string processName() override { return "program"; }
   std::optional<std::string> bundleIdentifier() override { return identifier; }
-  int sysctl(std::span<const int>, void*, std::size_t*) override { return -1; }
+  int sysctl(std::span<const int>, void* value, std::size_t* size) override {
+    if (value == nullptr) *size = claimedSize;
+    const bool fits = *size >= model.size();
+    if (value != nullptr && fits) *size = model.copy(static_cast<char*>(value), model.size());
+    return value == nullptr || fits ? 0 : -1;
+  }
 
   NSOperatingSystemVersion version{};
   std::optional<std::string> identifier;
+  std::string model;
+  std::size_t claimedSize = 0;  ///< of the model
 };
 
 }  // namespace jvtest

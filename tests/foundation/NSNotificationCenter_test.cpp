@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <functional>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -96,6 +98,23 @@ TEST(NSNotificationCenterToken, MayDieWithAnotherObserversHandler) {
   outer = Token();
   center.post("n");
   EXPECT_EQ(told, 0);
+}
+
+TEST(NSNotificationCenter, StandsManyThreads) {
+  NSNotificationCenter center;
+  std::atomic<int> told = 0;
+  const Token always = center.addObserver("n", nullptr, [&](const NSNotification&) { ++told; });
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 2'000; ++round) {
+        const Token token = center.addObserver("n", nullptr, [](const NSNotification&) {});
+        center.post("n");
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(told, 8'000);
 }
 
 }  // namespace

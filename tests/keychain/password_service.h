@@ -36,7 +36,8 @@ class PasswordService {
     answers_ = fdopen(output[0], "r");
     for (std::string line = answer(); line != "ready"; line = answer()) {
       const auto equals = line.find('=');
-      if (equals == std::string::npos) skip(line);
+      if (line.starts_with("missing")) skip(line);
+      if (equals == std::string::npos) throw std::runtime_error("the password service's starter: " + line);
       setenv(line.substr(0, equals).c_str(), line.substr(equals + 1).c_str(), 1);
     }
     unsetenv("WAYLAND_DISPLAY");

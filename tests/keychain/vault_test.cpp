@@ -1,6 +1,7 @@
 #include <JorvaneFoundation/keychain/JVKeychain.h>
 #include <JorvaneFoundation/platform/KeychainVault.h>
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sodium.h>
 #include <sys/resource.h>
@@ -186,6 +187,30 @@ TEST_F(Vault, ProcessesAtOnceLoseNothing) {
   const InstalledKeychain installed(open(VaultFile::mustExist));
   const std::string all = readAll("s");
   EXPECT_EQ(std::ranges::count(all, '='), kProcesses * kRounds);
+}
+
+TEST_F(Vault, AKilledProcessLosesNothingThatWasReportedAsStored) {
+  const InstalledKeychain installed(open());
+  int stored = 0;
+  for (useconds_t round = 0; round < 20; ++round) {
+    int report[2];
+    ASSERT_EQ(pipe2(report, O_CLOEXEC), 0);
+    const pid_t child = fork();
+    for (int at = stored + 1; child == 0; ++at) {
+      if (saveGeneric(std::to_string(at), "s", "a") != 0 || ::write(report[1], &at, sizeof at) < 0) _exit(1);
+    }
+    close(report[1]);
+    EXPECT_EQ(::read(report[0], &stored, sizeof stored), sizeof stored);
+    usleep(round * 500);  // when it dies is chance on purpose
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    while (::read(report[0], &stored, sizeof stored) == sizeof stored) continue;
+    close(report[0]);
+    const std::string line = readAll("s");
+    const int found = std::stoi(line.substr(line.find('=') + 1));
+    EXPECT_TRUE(found == stored || found == stored + 1) << "the last save may not have been reported";
+    stored = found;
+  }
 }
 
 }  // namespace

@@ -48,6 +48,26 @@ TEST(UserEmail, IsThePrimaryOneOrTheFirstThatIsNotEmpty) {
   }
 }
 
+TEST(ComputerModel, IsEmptyWhereItIsNoTextOrDoesNotFit) {
+  const struct {
+    std::string model;
+    std::size_t claimedSize;
+    const char* expected;
+  } cases[] = {
+      {std::string("Box\0more\0", 9), 9, "Box"},
+      {"B\xF6x", 3, ""},
+      {"larger than said", 2, ""},
+      {"smaller", 100, "smaller"},
+      {"more than there is memory for", std::numeric_limits<std::size_t>::max(), ""},
+  };
+  const jvtest::InstalledProcessInformation process;
+  for (const auto& c : cases) {
+    process->model = c.model;
+    process->claimedSize = c.claimedSize;
+    EXPECT_EQ(JVUtilities::computerModel(), c.expected);
+  }
+}
+
 /// "interface address"
 std::string networkState() {
   std::string interface = "untouched";
