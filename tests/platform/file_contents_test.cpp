@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 
 #include "support/temporary_folder.h"
 
@@ -16,6 +19,15 @@ TEST(FileContents, ReadsWhatAFileHoldsAndNothingElse) {
   EXPECT_GT(FileContents::of("/proc/self/status")->bytes().size(), 100u) << "the kernel tells a size of 0 for these";
   EXPECT_FALSE(FileContents::of(folder.path().string())) << "a folder";
   EXPECT_FALSE(FileContents::of(std::string_view("/etc/passwd\0x", 13))) << "the name must not be cut at the zero";
+}
+
+TEST(FileContents, ReadsAPipeToItsEnd) {
+  const test::TemporaryFolder folder;
+  const std::string pipe = (folder.path() / "pipe").string();
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const std::string command = "head -c 300000 /dev/zero > '" + pipe + "' &";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  EXPECT_EQ(FileContents::of(pipe)->bytes().size(), 300000u);
 }
 
 class LargeFile : public testing::Test {
@@ -36,6 +48,19 @@ TEST_F(LargeFile, ThatShrinksReadsAsZerosAndTells) {
   EXPECT_EQ(contents->bytes()[FileContents::kMappedFrom / 2], 0);
   EXPECT_EQ(contents->bytes()[0], 0);
   EXPECT_TRUE(contents->shrank());
+}
+
+TEST_F(LargeFile, MayHaveHoles) {
+  std::fstream(path_, std::ios::binary | std::ios::in | std::ios::out)
+      .seekp(static_cast<std::streamoff>(FileContents::kMappedFrom / 2 + 5))
+      .write("middle", 6)
+      .seekp(static_cast<std::streamoff>(FileContents::kMappedFrom))
+      .write("end", 3);
+  const auto mapped = FileContents::of(path_);
+  const auto read = FileContents::of(path_, FileContents::Means::read);
+  ASSERT_TRUE(mapped && read);
+  EXPECT_EQ(mapped->bytes().size(), FileContents::kMappedFrom + 3);
+  EXPECT_TRUE(std::ranges::equal(mapped->bytes(), read->bytes()));
 }
 
 /// A handler as crash reporters have it: it does its work and calls the one before.
