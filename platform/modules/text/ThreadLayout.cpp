@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <mutex>
+#include <shared_mutex>
 #include <span>
 
 #include "platform/modules/text/text_lines.h"
@@ -176,13 +177,22 @@ void ThreadLayout::set(std::string_view text, std::optional<PangoDirection> dire
 }
 
 /// The lines of @p text, which belong to the layout until the next. Without @p direction it has that of its first
-/// letter.
+/// letter. Threads lay out side by side; one that got in another's way does it again alone, however long the other is
+/// kept from its processor.
 GSList* ThreadLayout::linesOf(std::string_view text, std::optional<PangoDirection> direction) {
-  constexpr int kTries = 20;  // each with less that other threads have yet to compute
-  set(text, direction);
+  static std::shared_mutex room;
+  static std::mutex door;  // who wants the room alone keeps it shut for those who come later
+  {
+    std::unique_lock entering(door);
+    const std::shared_lock amongOthers(room);
+    entering.unlock();
+    set(text, direction);
+    if (standInsHaveWidths()) return pango_layout_get_lines_readonly(layout_.get());
+  }
+  const std::lock_guard entering(door);
+  const std::lock_guard alone(room);
+  constexpr int kTries = 20;  // the application may be at the same without us
   for (int i = 0; i < kTries && !standInsHaveWidths(); ++i) {
-    static std::mutex oneAtATime;
-    const std::lock_guard lock(oneAtATime);
     makeAnew();
     begin(setting_);
     set(text, direction);
