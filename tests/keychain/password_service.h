@@ -26,8 +26,8 @@ class PasswordService {
     if (process_ == 0) {
       dup2(input[0], 0);
       dup2(output[1], 1);
-      // The system's Python has the bindings, not whichever comes first.
-      execl("/usr/bin/python3", "python3", "-B", JV_PASSWORD_SERVICE, prompts, nullptr);
+      // The system's Python has the bindings, not whichever comes first; from the word for itself it takes where it looks.
+      execl("/usr/bin/python3", "/usr/bin/python3", "-B", JV_PASSWORD_SERVICE, prompts, nullptr);
       _exit(kSkipped);
     }
     close(input[0]);
