@@ -128,7 +128,7 @@ TEST(Fonts, AreAskedForFromSeveralThreads) {
     std::vector<NSFont::Pointer> got(kThreads);
     std::latch start(kThreads);
     std::vector<std::jthread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
+    for (std::size_t thread = 0; thread < kThreads; ++thread) {
       threads.emplace_back([&, thread] {
         start.arrive_and_wait();
         got[thread] = shared->boldItalicFont();

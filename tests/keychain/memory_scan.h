@@ -61,7 +61,7 @@ inline int copiesOfSecret(std::size_t size) {
 template <class Save>
 void expectNoSecretToStayInMemory(Save save) {
   if (!kCanScanMemory) GTEST_SKIP() << "not under a sanitizer";
-  for (const std::size_t size : {48, 15}) {  // the shorter one lies in the text object itself
+  for (const std::size_t size : {std::size_t{48}, std::size_t{15}}) {  // the shorter one lies in the text object itself
     SCOPED_TRACE(size);
     std::string secret(size, '\0');
     for (std::size_t at = 0; at < size; ++at) secret[at] = secretByte(at);

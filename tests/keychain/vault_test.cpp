@@ -196,8 +196,10 @@ TEST_F(Vault, AKilledProcessLosesNothingThatWasReportedAsStored) {
     int report[2];
     ASSERT_EQ(pipe2(report, O_CLOEXEC), 0);
     const pid_t child = fork();
-    for (int at = stored + 1; child == 0; ++at) {
-      if (saveGeneric(std::to_string(at), "s", "a") != 0 || ::write(report[1], &at, sizeof at) < 0) _exit(1);
+    if (child == 0) {
+      for (int at = stored + 1;; ++at) {
+        if (saveGeneric(std::to_string(at), "s", "a") != 0 || ::write(report[1], &at, sizeof at) < 0) _exit(1);
+      }
     }
     close(report[1]);
     EXPECT_EQ(::read(report[0], &stored, sizeof stored), sizeof stored);
